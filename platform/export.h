@@ -1,0 +1,4 @@
+#pragma once
+
+// Marks what a shared library of this project offers; everything else stays inside.
+#define GUSTAIKRUM_EXPORT __attribute__((visibility("default")))
