@@ -1,0 +1,128 @@
+#include "platform/process/process_options.h"
+
+#include <grp.h>
+#include <pwd.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <utility>
+
+#include "platform/text/format.h"
+
+namespace platform {
+namespace {
+
+constexpr std::size_t MAX_ARGUMENTS = 127;
+
+// ACE drops what its table cannot hold; one place more than is allowed (and one for the null) shows that there was
+// more.
+constexpr std::size_t ARGUMENT_TABLE_SIZE = MAX_ARGUMENTS + 2;
+
+struct User_Ids {
+  uid_t uid;
+  gid_t gid;
+};
+
+// 0, or the error number; ENOENT for a user that does not exist.
+int find_user(const char* name, User_Ids& ids) {
+  std::vector<char> buffer(1024);
+  passwd entry{};
+  passwd* found = nullptr;
+  int error = 0;
+  while ((error = ::getpwnam_r(name, &entry, buffer.data(), buffer.size(), &found)) == ERANGE) {
+    buffer.resize(buffer.size() * 2);
+  }
+  if (error != 0) return error;
+  if (found == nullptr) return ENOENT;
+  ids = {entry.pw_uid, entry.pw_gid};
+  return 0;
+}
+
+std::vector<gid_t> find_groups(const char* user, gid_t primary) {
+  int count = 32;
+  std::vector<gid_t> groups(static_cast<std::size_t>(count));
+  while (::getgrouplist(user, primary, groups.data(), &count) < 0)
+    groups.resize(static_cast<std::size_t>(count));
+  groups.resize(static_cast<std::size_t>(count));
+  return groups;
+}
+
+}  // namespace
+
+Process_Options::Process_Options(bool inherit_environment)
+    : ACE_Process_Options(inherit_environment, DEFAULT_COMMAND_LINE_BUF_LEN, ENVIRONMENT_BUFFER, MAX_ENVIRONMENT_ARGS,
+                          ARGUMENT_TABLE_SIZE) {}
+
+Process_Options::~Process_Options() {
+  wipe_command_line();
+}
+
+void Process_Options::wipe_command_line() {
+  ::explicit_bzero(command_line_buf_, command_line_buf_len_);
+  if (command_line_copy_ != nullptr) {
+    // As long as the text that it was copied from; the tokenizer has put NULs in place of separators.
+    ::explicit_bzero(command_line_copy_, command_line_length_);
+    delete[] std::exchange(command_line_copy_, nullptr);
+  }
+  command_line_argv_calculated_ = false;
+}
+
+int Process_Options::fail(std::string fault) {
+  wipe_command_line();
+  if (fault_.empty()) fault_ = std::move(fault);
+  return -1;
+}
+
+int Process_Options::command_line(const char* format, ...) {
+  if (!fault_.empty()) return -1;
+  wipe_command_line();
+
+  std::va_list args;
+  va_start(args, format);
+  const int length = std::vsnprintf(command_line_buf_, command_line_buf_len_, format, args);
+  va_end(args);
+
+  if (length < 0) return fail("command line cannot be formatted");
+  if (static_cast<std::size_t>(length) >= command_line_buf_len_) {
+    return fail("command line of " + std::to_string(length) + " characters is too long");
+  }
+  command_line_length_ = static_cast<std::size_t>(length);
+  char* const* arguments = command_line_argv();
+  if (arguments[0] == nullptr) return fail("command line is empty");
+  for (std::size_t count = 0; arguments[count] != nullptr; ++count) {
+    if (count == MAX_ARGUMENTS) return fail("more than " + std::to_string(MAX_ARGUMENTS) + " arguments");
+  }
+  return 0;
+}
+
+int Process_Options::setenv(const char* name, const char* format, ...) {
+  std::string value;
+  std::va_list args;
+  va_start(args, format);
+  const bool formatted = string_vsprintf(value, format, args);
+  va_end(args);
+
+  std::string entry = std::string(name) + "=" + value;
+  if (!formatted || setenv_i(entry.data(), entry.size()) != 0) {
+    return fail("environment entry '" + std::string(name) + "' does not fit");
+  }
+  return 0;
+}
+
+int Process_Options::setreugid(const char* user) {
+  User_Ids ids{};
+  const int error = find_user(user, ids);
+  if (error != 0) return fail("user '" + std::string(user) + "' cannot be looked up");
+
+  groups_ = find_groups(user, ids.gid);
+  setruid(ids.uid);
+  seteuid(ids.uid);
+  setrgid(ids.gid);
+  setegid(ids.gid);
+  return 0;
+}
+
+}  // namespace platform
