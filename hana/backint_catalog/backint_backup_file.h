@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <string>
+
+#include "platform/export.h"
+#include "platform/json/value.h"
+
+namespace sap_hana {
+
+// One piece of data that a Backint job produced, as the backup server's catalog keeps it. Every field travels under
+// its own name; integers are JSON integers. Backup_File_Info() starts with zeros and empty texts.
+struct GUSTAIKRUM_EXPORT Backup_File_Info {
+  std::uint64_t id;       // the catalog's row
+  std::string info_uuid;  // of this record
+  std::string filename;
+  std::string origin_path;  // where the data came from
+  std::uint64_t size;       // bytes
+  std::uint64_t storage_size;
+  std::string extern_backup_id;  // by which a file is found and removed
+  std::string source_type;
+  std::string pool_uuid;
+  std::string storage_path;
+  std::string location;
+  std::uint64_t database_backup_id;  // HANA's id of the backup
+
+  // Writes the record into a request's object, replacing earlier values; "location" only if it is not empty, and never
+  // "id" and "database_backup_id", which are the catalog's to tell.
+  void operator>>(platform::json::Object& object) const;
+
+  // Reads a reply's object leniently: a field whose key is missing or holds another type stays as it was. "id" is not
+  // read.
+  void operator<<(const platform::json::Object& object);
+
+  // Reads an object strictly, key by key in the order of the fields above; only "location" and "database_backup_id"
+  // may be missing. False, with a message that names the key, at the first key that is missing or of another type;
+  // what was read before it stays.
+  bool parse(const platform::json::Object& object);
+};
+
+typedef std::list<Backup_File_Info> Backup_Files_Info;
+
+// Appends a record to `output` for each object in `input`, read leniently; anything else in it is skipped.
+GUSTAIKRUM_EXPORT void Array_to_Backup_File_Info(const platform::json::Array& input, Backup_Files_Info& output);
+
+}  // namespace sap_hana
