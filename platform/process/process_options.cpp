@@ -1,7 +1,6 @@
 #include "platform/process/process_options.h"
 
 #include <grp.h>
-#include <pwd.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "platform/process/accounts.h"
 #include "platform/text/format.h"
 
 namespace platform {
@@ -20,26 +20,6 @@ constexpr std::size_t MAX_ARGUMENTS = 127;
 // ACE drops what its table cannot hold; one place more than is allowed (and one for the null) shows that there was
 // more.
 constexpr std::size_t ARGUMENT_TABLE_SIZE = MAX_ARGUMENTS + 2;
-
-struct User_Ids {
-  uid_t uid;
-  gid_t gid;
-};
-
-// 0, or the error number; ENOENT for a user that does not exist.
-int find_user(const char* name, User_Ids& ids) {
-  std::vector<char> buffer(1024);
-  passwd entry{};
-  passwd* found = nullptr;
-  int error = 0;
-  while ((error = ::getpwnam_r(name, &entry, buffer.data(), buffer.size(), &found)) == ERANGE) {
-    buffer.resize(buffer.size() * 2);
-  }
-  if (error != 0) return error;
-  if (found == nullptr) return ENOENT;
-  ids = {entry.pw_uid, entry.pw_gid};
-  return 0;
-}
 
 std::vector<gid_t> find_groups(const char* user, gid_t primary) {
   int count = 32;

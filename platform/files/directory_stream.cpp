@@ -1,0 +1,36 @@
+#include "platform/files/directory_stream.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/files/unique_fd.h"
+
+namespace platform {
+namespace {
+
+bool is_dot_or_dot_dot(const char* name) {
+  return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+}  // namespace
+
+Directory_Stream open_directory(int parent, const char* path) {
+  Unique_Fd directory(::openat(parent, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK));
+  if (!directory) return nullptr;
+  Directory_Stream stream(::fdopendir(directory.get()));
+  if (stream) directory.release();  // the stream owns it now
+  return stream;
+}
+
+const dirent* next_entry(const Directory_Stream& stream) {
+  const dirent* entry;
+  do {
+    errno = 0;
+    entry = ::readdir(stream.get());
+  } while (entry != nullptr && is_dot_or_dot_dot(entry->d_name));
+  return entry;
+}
+
+}  // namespace platform
