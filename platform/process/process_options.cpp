@@ -44,7 +44,7 @@ void Process_Options::wipe_command_line() {
   ::explicit_bzero(command_line_buf_, command_line_buf_len_);
   if (command_line_copy_ != nullptr) {
     // As long as the text that it was copied from; the tokenizer has put NULs in place of separators.
-    ::explicit_bzero(command_line_copy_, command_line_length_);
+    ::explicit_bzero(command_line_copy_, std::exchange(command_line_length_, 0));
     delete[] std::exchange(command_line_copy_, nullptr);
   }
   command_line_argv_calculated_ = false;

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <optional>
@@ -112,9 +113,10 @@ class Signal_Attributes {
  public:
   Signal_Attributes() {
     error_ = ::posix_spawnattr_init(&attributes_);
+    // Every bit: sigfillset() leaves out the two that the C library keeps for itself, which then would be ignored.
     sigset_t all;
+    std::memset(&all, 0xff, sizeof(all));
     sigset_t none;
-    ::sigfillset(&all);
     ::sigemptyset(&none);
     if (error_ == 0) error_ = ::posix_spawnattr_setsigdefault(&attributes_, &all);
     if (error_ == 0) error_ = ::posix_spawnattr_setsigmask(&attributes_, &none);
