@@ -33,7 +33,7 @@ bool search_from_start(const std::string& name, boost::smatch& match, const boos
 
 template <class T>
 T number(const std::string& name, const boost::smatch& match, int group) {
-  const char* begin = name.data() + match.position(group);
+  const char* begin = name.data() + (match[group].first - name.begin());
   return platform::natoi<T>(begin, begin + match.length(group));
 }
 
