@@ -451,8 +451,10 @@ TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
       {"reaps every child",
        [] {
          const auto reap = [](int) {
+           const int saved_errno = errno;
            while (::waitpid(-1, nullptr, WNOHANG) > 0) {
            }
+           errno = saved_errno;
          };
          return ::signal(SIGCHLD, reap) != SIG_ERR;
        },
