@@ -1,0 +1,57 @@
+#include "tests/support/child.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace test {
+namespace {
+
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+  std::vector<char*> result;
+  for (std::string& text : texts)
+    result.push_back(text.data());
+  result.push_back(nullptr);
+  return result;
+}
+
+}  // namespace
+
+Child::Child(const std::string& name, const std::vector<std::string>& arguments,
+             const std::vector<std::string>& environment, uid_t user) {
+  std::vector<std::string> argv{name, "-c", "kill -STOP $$"};
+  argv.insert(argv.end(), arguments.begin(), arguments.end());
+  std::vector<std::string> envp = environment;
+  for (const std::string& argument : argv)
+    command_line_ += (command_line_.empty() ? "" : " ") + argument;
+
+  int started[2];
+  EXPECT_EQ(::pipe2(started, O_CLOEXEC), 0);
+  const std::vector<char*> argv_pointers = pointers(argv);
+  const std::vector<char*> envp_pointers = pointers(envp);
+  pid_ = ::fork();
+  if (pid_ == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::setuid(user) == 0) ::execve("/bin/sh", argv_pointers.data(), envp_pointers.data());
+    ::_exit(127);
+  }
+  ::close(started[1]);
+  char nothing;
+  EXPECT_EQ(::read(started[0], &nothing, 1), 0);  // returns once the program runs
+  ::close(started[0]);
+}
+
+Child::~Child() {
+  end();
+  ::waitpid(pid_, nullptr, 0);
+}
+
+void Child::end() {
+  ::kill(pid_, SIGKILL);
+  ::waitid(P_PID, static_cast<id_t>(pid_), nullptr, WEXITED | WNOWAIT);
+}
+
+}  // namespace test
