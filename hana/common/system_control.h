@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+
+#include "platform/export.h"
+
+namespace sap_hana {
+
+// Answers questions about a whole system from its configuration,
+// "/usr/sap/<SID>/SYS/global/hdb/custom/config/global.ini", read anew on every call.
+// A value: it may be copied, and threads may share one. Nothing is logged.
+class GUSTAIKRUM_EXPORT System_Controller {
+ public:
+  System_Controller(const std::string& sid);
+  ~System_Controller();
+
+  // True exactly if the section [multidb] has the mode "multidb", in lower case: the system has a system database and
+  // tenant databases. False also where that cannot be read.
+  bool is_multi_container() const;
+
+  // True for "SYSTEMDB", in upper case. In a system that is not multiple-container every name is that of its one
+  // database, so any is true there.
+  bool is_system_database(const std::string& database) const;
+
+  // Do nothing and are true, deliberately: a whole system is started and stopped instance by instance.
+  bool start() const;
+  bool stop() const;
+
+ private:
+  std::string sid_;
+};
+
+}  // namespace sap_hana

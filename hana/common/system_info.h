@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <string>
+
+namespace sap_hana {
+
+// Records about HANA systems. Plain values: a declared one has scalars without a value, T() one with zeros.
+
+// One system.
+struct System_Base_Info {
+  std::string sid;
+  std::string localhost;  // this host's name as the system knows it
+  std::string version;    // such as "2.00.071.00.1687900751"
+  bool multi_container;   // a system database and tenant databases
+};
+
+// One instance of a system.
+struct System_Instance_Info {
+  System_Base_Info system_info;
+  std::uint16_t instance_number;  // 0 to 99
+  std::string instance_name;      // "HDB00" to "HDB99"
+  std::string version;            // a listing leaves it empty and sets that of system_info
+  std::string dir_executable;
+};
+
+// One database of an instance.
+struct Database_Info {
+  System_Instance_Info instance_info;
+  bool active;
+  std::string name;
+  std::string description;
+  std::string os_user;
+  std::string os_group;
+};
+
+typedef std::list<System_Instance_Info> System_Instance_Info_List;
+typedef std::list<Database_Info> Database_Info_List;
+
+}  // namespace sap_hana
