@@ -1,0 +1,122 @@
+#include "hana/common/system_config_manager.h"
+
+#include <boost/algorithm/string/predicate.hpp>
+
+#include <cstddef>
+
+#include "hana/common/hdbsql_general_text_handler.h"
+#include "platform/log/log.h"
+#include "platform/text/format.h"
+
+namespace sap_hana {
+namespace {
+
+// One line of a table that gives values their texts. A null text ends the table.
+template <class T>
+struct Key2_Value_T {
+  const char* text;
+  std::size_t length;
+  T value;
+};
+
+const Key2_Value_T<System_Config_Manager::LOG_MODE> mode_table[] = {
+    {"overwrite", 9, System_Config_Manager::LOG_MODE_OVERWRITE},
+    {"normal", 6, System_Config_Manager::LOG_MODE_NORMAL},
+    {nullptr, 0, System_Config_Manager::LOG_MODE_UNKNOWN}};
+
+// The first entry with the value, or the table's end.
+template <class T>
+const Key2_Value_T<T>& get_key_value_entry(const Key2_Value_T<T>* table, T value) {
+  while (table->text != nullptr && table->value != value)
+    ++table;
+  return *table;
+}
+
+System_Config_Manager::LOG_MODE log_mode_of(const std::string& text) {
+  const auto* entry = mode_table;
+  while (entry->text != nullptr && !boost::iequals(text, entry->text))
+    ++entry;
+  return entry->value;
+}
+
+}  // namespace
+
+System_Config_Manager::System_Config_Manager(const HDBSQL_Executor& hdbsql) : hdbsql_(hdbsql) {}
+
+bool System_Config_Manager::get_inifile_value(const std::string& key, std::string& value) {
+  const platform::snprintf_t<4096> sql(
+      "SELECT VALUE from M_INIFILE_CONTENTS where key = '%s' and LAYER_NAME = 'SYSTEM'", key.c_str());
+  HDBSQL_General_Text_Handler handler;
+  if (!hdbsql_.execute(sql.str(), &handler, platform::ACE_Log_Msg_Callback_var())) return false;
+  if (handler.get_values().empty()) return false;
+
+  const auto column = handler.get_key().find("VALUE");
+  const std::size_t position = column == handler.get_key().end() ? 0 : static_cast<std::size_t>(column->second);
+  value = handler.get_values().back()[position];
+  // Deliberate: true for an empty value. The callers look at the value alone.
+  return value.empty();
+}
+
+bool System_Config_Manager::string_to_bool(const std::string& input, bool& output) {
+  const bool yes = boost::iequals(input, "yes") || boost::iequals(input, "true");
+  if (!yes && !boost::iequals(input, "no") && !boost::iequals(input, "false")) return false;
+  output = yes;
+  return true;
+}
+
+bool System_Config_Manager::alter_system_value(const char* layer, const char* key, bool value) {
+  return alter_system_value(layer, key, value ? "true" : "false");
+}
+
+bool System_Config_Manager::alter_system_value(const char* layer, const char* key, const char* value) {
+  const platform::snprintf_t<4096> sql(
+      "ALTER SYSTEM ALTER CONFIGURATION ('global.ini', 'SYSTEM') SET ('%s', '%s') = '%s' WITH RECONFIGURE", layer, key,
+      value);
+  return hdbsql_.execute(sql.str(), platform::ACE_Log_Msg_Callback_var());
+}
+
+bool System_Config_Manager::alter_log_mode(LOG_MODE mode) {
+  const char* const text = get_key_value_entry(mode_table, mode).text;
+  if (text == nullptr) {
+    platform::log_error("Failed to alter log mode: unkonwn mode\n");
+    return false;
+  }
+
+  std::string current;
+  get_inifile_value("log_mode", current);
+  if (log_mode_of(current) == mode) return true;
+
+  if (!alter_system_value("persistence", "log_mode", text)) {
+    platform::log_error("Failed to alter log mode to %s\n", text);
+    return false;
+  }
+  return true;
+}
+
+bool System_Config_Manager::alter_flag(const char* layer, const char* key, bool action, const char* what) {
+  std::string text;
+  bool current = false;
+  get_inifile_value(key, text);
+  string_to_bool(text, current);
+  if (current == action) return true;
+
+  if (!alter_system_value(layer, key, action)) {
+    platform::log_error("Failed to %s %s\n", action ? "enable" : "disable", what);
+    return false;
+  }
+  return true;
+}
+
+bool System_Config_Manager::alter_auto_log_backup(bool action) {
+  return alter_flag("persistence", "enable_auto_log_backup", action, "auto log backup");
+}
+
+bool System_Config_Manager::alter_log_backup_using_backint(bool action) {
+  return alter_flag("backup", "log_backup_using_backint", action, "log backup using backint");
+}
+
+bool System_Config_Manager::alter_catalog_backup_using_backint(bool action) {
+  return alter_flag("backup", "catalog_backup_using_backint", action, "catalog backup using backint");
+}
+
+}  // namespace sap_hana
