@@ -1,0 +1,37 @@
+#include "hana/common/tenant_database_control.h"
+
+#include <cstdio>
+
+#include "hana/common/list_databases.h"
+
+namespace sap_hana {
+
+Tenant_Database_Controller::Tenant_Database_Controller(const std::string& sid, const std::string& instance_name,
+                                                       const std::string& user, const platform::secure_string& password)
+    : executor_("") {
+  // A failure shows when the executor is used.
+  executor_.init(sid, instance_name, user, password);
+}
+
+Tenant_Database_Controller::Tenant_Database_Controller(HDBSQL_Executor& executor) : executor_(executor) {}
+
+bool Tenant_Database_Controller::is_active(const std::string& name) {
+  Database_Info info{};
+  return Database_Lister(executor_).list(info, name) && info.active;
+}
+
+bool Tenant_Database_Controller::run(const char* action, const std::string& name) {
+  char sql[256];  // deliberate: a longer statement is cut
+  std::snprintf(sql, sizeof(sql), "ALTER SYSTEM %s DATABASE %s", action, name.c_str());
+  return executor_.execute(sql, platform::ACE_Log_Msg_Callback_var());
+}
+
+bool Tenant_Database_Controller::start(const std::string& name) {
+  return is_active(name) || run("START", name);
+}
+
+bool Tenant_Database_Controller::stop(const std::string& name) {
+  return !is_active(name) || run("STOP", name);
+}
+
+}  // namespace sap_hana
