@@ -237,6 +237,18 @@ System_Description read_application(const Source& source, const std::string& sid
   return system;
 }
 
+// Ports follow from the number, so no two databases can share one.
+void check_numbers(const Source& source, const Host_Description& host) {
+  std::map<std::string, int> taken;
+  for (const System_Description& system : host.systems) {
+    for (const Instance_Description& instance : system.instances) {
+      const std::string number = instance.name.substr(instance.name.size() - 2);
+      if (system.hana && taken[number]++ > 0)
+        source.fail("instance", number, "instance number " + number + " is taken");
+    }
+  }
+}
+
 Tree parse_info(const std::string& text) {
   std::istringstream stream(text);
   Tree tree;
@@ -264,6 +276,7 @@ Host_Description parse_description(const std::string& text) {
        {"application", [&](const std::string& sid,
                            const Tree& block) { host.systems.push_back(read_application(source, sid, block)); }},
        {"sapservices_line", [&](const std::string& line, const Tree&) { host.sapservices.push_back(line); }}});
+  check_numbers(source, host);
   return host;
 }
 

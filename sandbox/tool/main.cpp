@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <fstream>
 #include <string>
@@ -49,7 +50,9 @@ int play(char** argv) {
   }());
   const std::string program = sandbox::place_of(arguments.at(0)).program;
   const std::string instead = arguments[0] + ".override";
-  if (::access(instead.c_str(), X_OK) == 0) ::execv(instead.c_str(), argv);
+  // For faults: whatever has to be printed or waited for can be a script. It reaches this program with the variable.
+  if (std::getenv("SANDBOX_NO_OVERRIDE") == nullptr && ::access(instead.c_str(), X_OK) == 0)
+    ::execv(instead.c_str(), argv);
   if (program == "sapstartsrv") return sandbox::run_start_service(arguments, argv);
   if (program == "hdbsql") return sandbox::run_hdbsql(arguments);
   return sandbox::run_server(arguments);
