@@ -1,0 +1,123 @@
+#include "hana/common/nameserver_config_parser.h"
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+
+#include <exception>
+
+#include "hana/common/host_info_getter.h"
+#include "platform/files/directory.h"
+#include "platform/files/ini_file.h"
+#include "platform/log/log.h"
+#include "platform/text/format.h"
+
+namespace sap_hana {
+namespace {
+
+// Sets a flag while it lives.
+class Flag_Raiser {
+ public:
+  explicit Flag_Raiser(bool& flag) : flag_(flag), saved_(flag) { flag_ = true; }
+  ~Flag_Raiser() { flag_ = saved_; }
+  Flag_Raiser(const Flag_Raiser&) = delete;
+  Flag_Raiser& operator=(const Flag_Raiser&) = delete;
+
+ private:
+  bool& flag_;
+  bool saved_;
+};
+
+}  // namespace
+
+Name_Server_Config_Parser::Name_Server_Config_Parser(const std::string& sid) : sid_(sid), disable_log_(false) {
+  platform::string_sprintf(path_, "/usr/sap/%s/SYS/global/hdb/custom/config/nameserver.ini", sid.c_str());
+}
+
+bool Name_Server_Config_Parser::exist() {
+  return !path_.empty() && platform::is_regular_file(path_);
+}
+
+bool Name_Server_Config_Parser::get_value(const char* key, std::string& value) {
+  if (!exist()) {
+    platform::log_error("Failed to get value from %s: file does not exist\n", path_.c_str());
+    return false;
+  }
+  try {
+    value = platform::read_ini_file(path_).get<std::string>(key);
+    return true;
+  } catch (const std::exception& error) {
+    if (!disable_log_) platform::log_error("Failed to get %s in %s: %s\n", key, path_.c_str(), error.what());
+    return false;
+  }
+}
+
+bool Name_Server_Config_Parser::get_hosts(const char* key, std::list<std::string>& hosts) {
+  std::string value;
+  if (!get_value(key, value)) return false;
+  boost::algorithm::split(hosts, value, boost::algorithm::is_any_of(" "), boost::algorithm::token_compress_on);
+  return !hosts.empty();
+}
+
+bool Name_Server_Config_Parser::landscape_uuid(std::string& id) {
+  if (!exist()) return false;
+  try {
+    id = platform::read_ini_file(path_).get<std::string>("landscape.id");
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+bool Name_Server_Config_Parser::is_cluster(bool& cluster) {
+  cluster = false;
+  const Flag_Raiser quiet(disable_log_);
+
+  std::list<std::string> workers;
+  if (!get_worker(workers)) return false;
+
+  std::list<std::string> standby;
+  cluster = workers.size() >= 2 || get_standby(standby);
+  return true;
+}
+
+bool Name_Server_Config_Parser::is_active_master(bool& active) {
+  active = false;
+
+  std::string host;
+  if (!Host_Info_Getter(sid_).hostname(host)) {
+    platform::log_error("Failed to check is active master nameserver: failed to get host name\n");
+    return false;
+  }
+  std::string master;
+  if (!get_value("landscape.active_master", master)) {
+    platform::log_error("Failed to check is active master nameserver\n");
+    return false;
+  }
+  active = master.compare(0, host.size() + 1, host + ":") == 0;
+  return true;
+}
+
+bool Name_Server_Config_Parser::get_master(std::list<std::string>& hosts) {
+  return get_hosts("landscape.master", hosts);
+}
+
+bool Name_Server_Config_Parser::get_worker(std::list<std::string>& hosts) {
+  return get_hosts("landscape.worker", hosts);
+}
+
+bool Name_Server_Config_Parser::get_standby(std::list<std::string>& hosts) {
+  return get_hosts("landscape.standby", hosts);
+}
+
+bool Name_Server_Config_Parser::get_role(std::string& role) {
+  std::string host;
+  if (!Host_Info_Getter(sid_).hostname(host)) {
+    platform::log_error("Failed to get role: failed to get host name\n");
+    return false;
+  }
+  std::string key;
+  platform::string_sprintf(key, "roles_%s", host.c_str());
+  return get_value(key.c_str(), role);
+}
+
+}  // namespace sap_hana
