@@ -1,0 +1,142 @@
+#include "hana/common/instance_control.h"
+
+#include <boost/algorithm/string/case_conv.hpp>
+
+#include "hana/common/environ_getter.h"
+#include "hana/common/server_port_manager.h"
+#include "hana/common/system_control.h"
+#include "hana/common/utils.h"
+#include "platform/log/log.h"
+#include "platform/process/process_options.h"
+#include "platform/process/subprocess.h"
+#include "platform/text/format.h"
+
+namespace sap_hana {
+namespace {
+
+constexpr int SCRIPT_TIMEOUT = 86400;  // seconds; how long the script waits for the servers
+
+// Null for what is no action.
+const char* action_word(Instance_Controller::HDB_ACTION action) {
+  switch (action) {
+    case Instance_Controller::HDB_ACTION_START:
+      return "start";
+    case Instance_Controller::HDB_ACTION_STOP:
+      return "stop";
+    case Instance_Controller::HDB_ACTION_RESTART:
+      return "restart";
+    case Instance_Controller::HDB_ACTION_UNKNOWN:
+      break;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+Instance_Controller::Instance_Controller(const std::string& sid) : sid_(sid) {}
+
+bool Instance_Controller::start(const std::string& instance_name) const {
+  return hdb_action(instance_name, HDB_ACTION_START);
+}
+
+bool Instance_Controller::stop(const std::string& instance_name) const {
+  return hdb_action(instance_name, HDB_ACTION_STOP);
+}
+
+bool Instance_Controller::restart(const std::string& instance_name) const {
+  return hdb_action(instance_name, HDB_ACTION_RESTART);
+}
+
+bool Instance_Controller::get_state(std::uint16_t instance_number, Instance_State& state) const {
+  state = INSTANCE_STATE_UNKNOWN;
+  const bool multi_container = System_Controller(sid_).is_multi_container();
+
+  std::list<platform::Service_Info> services;
+  if (!get_instance_services(instance_number, services)) {
+    state = INSTANCE_STATE_STOPPED;
+    return false;
+  }
+  const auto server =
+      multi_container ? Server_Port_Manager::TYPE_MDC_INDEXSERVER : Server_Port_Manager::TYPE_INDEXSERVER;
+  const bool listening = Server_Port_Manager(instance_number).is_listening(server);
+  state = listening ? INSTANCE_STATE_RUNNING : INSTANCE_STATE_STOPPED;
+  return true;
+}
+
+bool Instance_Controller::get_state(const std::string& instance_name, Instance_State& state) const {
+  std::uint16_t instance_number = 0;
+  return instance_name_to_number(instance_name, instance_number) && get_state(instance_number, state);
+}
+
+bool Instance_Controller::get_instance_dir(const std::string& instance_name, std::string& dir, bool use_default) const {
+  dir.clear();
+  std::list<platform::Service_Info> services;
+  if (!get_instance_services(instance_name, services)) {
+    platform::log_error("Failed to get %s %s instance env\n", sid_.c_str(), instance_name.c_str());
+    return false;
+  }
+
+  HANA_Env_Value environment{};
+  if (!Environ_Getter::instance()->get(services.front().pid, environment)) {
+    if (!use_default) {
+      platform::log_error("Failed to get %s %s instance dir\n", sid_.c_str(), instance_name.c_str());
+      return false;
+    }
+    environment.instance_dir.clear();  // what was read before the failure is not to be trusted
+  }
+  dir = environment.instance_dir;
+  if (dir.empty() && use_default) get_default_instance_dir(instance_name, dir);
+  return !dir.empty();
+}
+
+void Instance_Controller::get_default_instance_dir(const std::string& instance_name, std::string& dir) const {
+  platform::string_sprintf(dir, "/usr/sap/%s/%s", sid_.c_str(), instance_name.c_str());
+}
+
+bool Instance_Controller::get_instance_services(const std::string& instance_name,
+                                                std::list<platform::Service_Info>& service_info) const {
+  const platform::snprintf_t<4096> pattern("%s/%s/exe/sapstartsrv", sid_.c_str(), instance_name.c_str());
+  if (platform::Service_Lister().list_service(pattern.c_str(), service_info, false, "C") != 0) {
+    platform::log_error("Failed to get %s %s service info\n", sid_.c_str(), instance_name.c_str());
+    return false;
+  }
+  return !service_info.empty();
+}
+
+bool Instance_Controller::get_instance_services(std::uint16_t instance_number,
+                                                std::list<platform::Service_Info>& service_info) const {
+  std::string instance_name;
+  if (!instance_number_to_name(instance_number, instance_name)) {
+    platform::log_error("Failed to get %s %hu service info: failed to generate instance name\n", sid_.c_str(),
+                        instance_number);
+    return false;
+  }
+  return get_instance_services(instance_name, service_info);
+}
+
+bool Instance_Controller::hdb_action(const std::string& instance_name, HDB_ACTION action) const {
+  // Deliberate: without a directory there is no "/HDB" to run, and the run below reports that.
+  std::string instance_dir;
+  get_instance_dir(instance_name, instance_dir, true);
+
+  const char* const word = action_word(action);
+  if (word == nullptr) {
+    platform::log_error("Unknown type of HDB action\n");
+    return false;
+  }
+
+  const platform::snprintf_t<16> user("%sadm", boost::algorithm::to_lower_copy(sid_).c_str());
+  platform::Process_Options options;
+  options.setreugid(user.c_str());
+  options.setenv("LD_LIBRARY_PATH", "%s/exe", instance_dir.c_str());
+  options.setenv("HDB_START_TIMEOUT", "%d", SCRIPT_TIMEOUT);
+  options.setenv("HDB_STOP_TIMEOUT", "%d", SCRIPT_TIMEOUT);
+  options.command_line("%s/HDB %s", instance_dir.c_str(), word);
+  if (platform::subprocess::call(options, platform::ACE_Log_Msg_Callback_var()) != 0) {
+    platform::log_error("Failed to %s %s instance %s\n", word, sid_.c_str(), instance_name.c_str());
+    return false;
+  }
+  return true;
+}
+
+}  // namespace sap_hana
