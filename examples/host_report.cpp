@@ -9,6 +9,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <list>
 #include <map>
 #include <string>
@@ -35,8 +36,8 @@ const char* const USAGE =
 enum Style { PLAIN, BOLD, GREEN, DIM };
 
 bool terminal_has_colour() {
-  const char* const refused = std::getenv("NO_COLOR");
-  const char* const terminal = std::getenv("TERM");
+  const char* const refused = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): the only thread
+  const char* const terminal = std::getenv("TERM");     // NOLINT(concurrency-mt-unsafe): the only thread
   return ::isatty(STDOUT_FILENO) && (refused == nullptr || *refused == '\0') && terminal != nullptr &&
          std::string(terminal) != "dumb";
 }
@@ -152,12 +153,12 @@ void print_system(const std::string& sid, const System_Instance_Info_List& insta
 int report() {
   System_Instance_Info_List instances;
   if (!sap_hana::System_Instance_Lister().list(instances)) {
-    std::fprintf(stderr, "host_report: no SAP HANA instance runs on %s\n", host_name().c_str());
+    std::cerr << "host_report: no SAP HANA instance runs on " << host_name() << '\n';
     return 1;
   }
   if (instances.empty()) {
-    std::fprintf(stderr, "host_report: SAP HANA runs on %s, but no instance could be read%s\n", host_name().c_str(),
-                 ::geteuid() == 0 ? "" : "; try it as root");
+    std::cerr << "host_report: SAP HANA runs on " << host_name() << ", but no instance could be read"
+              << (::geteuid() == 0 ? "" : "; try it as root") << '\n';
     return 1;
   }
 
@@ -179,7 +180,7 @@ int report() {
 int main(int argc, char** argv) {
   if (argc > 1) {
     const bool asked = argc == 2 && std::string(argv[1]) == "--help";
-    std::fputs(USAGE, asked ? stdout : stderr);
+    (asked ? std::cout : std::cerr) << USAGE;
     return asked ? 0 : 2;
   }
   // What the library found wrong goes to standard error; what explains it would only be in the way here.

@@ -38,10 +38,6 @@ class Get_Version_Line_Handler : public platform::Text_Process_Handler {
 
 }  // namespace
 
-System_Instance_Lister::System_Instance_Lister() = default;
-
-System_Instance_Lister::~System_Instance_Lister() = default;
-
 bool System_Instance_Lister::list_service(std::list<platform::Service_Info>& services) const {
   if (platform::Service_Lister().list_service("HDB[0-9][0-9]/exe/sapstartsrv", services, false, "C") != 0) {
     platform::log_error("Failed to get HANA services\n");

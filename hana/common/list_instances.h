@@ -16,8 +16,8 @@ namespace sap_hana {
 // after the other, on the caller's thread.
 class GUSTAIKRUM_EXPORT System_Instance_Lister {
  public:
-  System_Instance_Lister();
-  ~System_Instance_Lister();
+  System_Instance_Lister() = default;
+  ~System_Instance_Lister() = default;
 
   // Appends one record for each instance of each system, in ascending order of the start services' pids; the list is
   // not cleared. The version stands in system_info and is empty where it cannot be read; multi_container is always

@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/split.hpp>
 #include <vector>
@@ -62,7 +61,8 @@ bool parse_version_string(const std::string& str, std::uint16_t& major, std::uin
   if (str.empty()) return false;
 
   std::vector<std::string> pieces;
-  boost::split(pieces, str, boost::is_any_of("."), boost::token_compress_on);
+  boost::split(
+      pieces, str, [](char c) { return c == '.'; }, boost::token_compress_on);
   if (pieces.size() != 5) return false;
 
   major = platform::natoi<std::uint16_t>(pieces[0].c_str());

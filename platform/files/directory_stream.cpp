@@ -28,7 +28,7 @@ const dirent* next_entry(const Directory_Stream& stream) {
   const dirent* entry;
   do {
     errno = 0;
-    entry = ::readdir(stream.get());
+    entry = ::readdir(stream.get());  // NOLINT(concurrency-mt-unsafe): one stream, one thread
   } while (entry != nullptr && is_dot_or_dot_dot(entry->d_name));
   return entry;
 }

@@ -31,7 +31,7 @@ File_Read read_regular_file(const char* path, std::string& content, std::size_t 
   if (!S_ISREG(status.st_mode)) return File_Read::NOT_REGULAR;
 
   std::string bytes;
-  std::array<char, 32 * 1024> buffer;
+  std::array<char, 32768> buffer;
   for (;;) {
     const ssize_t got = read_some(file.get(), buffer.data(), buffer.size());
     if (got < 0) return File_Read::FAILED;

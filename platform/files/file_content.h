@@ -7,7 +7,7 @@
 
 namespace platform {
 
-inline constexpr std::size_t FILE_CONTENT_LIMIT = 16 * 1024 * 1024;  // bytes; real files of this kind hold kilobytes
+inline constexpr std::size_t FILE_CONTENT_LIMIT = 16UL * 1024 * 1024;  // bytes; real files of this kind hold kilobytes
 
 enum class File_Read {
   DONE,

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <boost/regex.hpp>
 #include <cerrno>
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -17,12 +16,13 @@
 #include "platform/files/unique_fd.h"
 #include "platform/log/log.h"
 #include "platform/process/accounts.h"
+#include "platform/text/format.h"
 #include "platform/text/natoi.h"
 
 namespace platform {
 namespace {
 
-constexpr std::size_t COMMAND_LINE_LIMIT = 256 * 1024;  // bytes
+constexpr std::size_t COMMAND_LINE_LIMIT = 256UL * 1024;  // bytes
 
 std::optional<boost::regex> compile(const char* pattern) {
   if (pattern == nullptr) return std::nullopt;
@@ -68,9 +68,8 @@ class Command_Line_Reader {
   // The command line of a process, valid until the next read; empty if it has none or has vanished. Nothing with errno
   // if it cannot be told.
   std::optional<std::string_view> read(pid_t pid) {
-    char path[32];
-    std::snprintf(path, sizeof(path), "%d/cmdline", static_cast<int>(pid));
-    const Unique_Fd file(::openat(proc_, path, O_RDONLY | O_CLOEXEC));
+    const snprintf_t<32> path("%d/cmdline", static_cast<int>(pid));
+    const Unique_Fd file(::openat(proc_, path.c_str(), O_RDONLY | O_CLOEXEC));
     ssize_t length = -1;
     if (file) {
       do {

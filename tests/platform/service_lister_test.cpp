@@ -33,7 +33,8 @@ TEST_F(ServiceLister, matching_processes_are_appended_by_pid_with_their_argument
   const Child other(program("/ABC/other"));
   platform::User_Ids daemon{};
   ASSERT_EQ(platform::find_user("daemon", daemon), 0);
-  const Child second(program("/HXE/sapstartsrv"), {}, {}, daemon.uid);
+  const uid_t other_user = ::geteuid() == 0 ? daemon.uid : ::geteuid();
+  const Child second(program("/HXE/sapstartsrv"), {}, {}, other_user);
 
   std::list<Service_Info> services{{"before", "", 0}};
   ASSERT_EQ(platform::Service_Lister().list_service(program("/HXE.*sapstartsrv").c_str(), services, false, "C"), 0);
@@ -46,8 +47,13 @@ TEST_F(ServiceLister, matching_processes_are_appended_by_pid_with_their_argument
   for (const Service_Info& service : services) {
     const bool is_first = service.pid == first.pid();
     EXPECT_EQ(service.cmd, is_first ? first.command_line() : second.command_line());
-    EXPECT_EQ(service.user, is_first ? platform::user_name(::geteuid()) : "daemon");
+    EXPECT_EQ(service.user, platform::user_name(is_first ? ::geteuid() : other_user));
   }
+}
+
+TEST_F(ServiceLister, a_user_without_a_name_is_told_by_its_number) {
+  EXPECT_EQ(platform::user_name(0), "root");
+  EXPECT_EQ(platform::user_name(4000000000), "4000000000");
 }
 
 TEST_F(ServiceLister, a_process_that_has_ended_is_passed_over) {

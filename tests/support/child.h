@@ -1,6 +1,7 @@
 #pragma once
 
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -12,7 +13,7 @@ class Child {
  public:
   // `name` becomes its argument 0, "-c" and a waiting shell command its arguments 1 and 2, then come `arguments`.
   explicit Child(const std::string& name, const std::vector<std::string>& arguments = {},
-                 const std::vector<std::string>& environment = {}, uid_t user = 0);
+                 const std::vector<std::string>& environment = {}, uid_t user = ::geteuid());
   ~Child();
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
