@@ -68,14 +68,14 @@ Host::Host(const std::string& description) : description_(parse_description(desc
     build_tree(description_);
     start_all();
   } catch (const std::exception&) {
-    stop_all();
+    end_recorded();
     remove_tree();
     throw;
   }
 }
 
 Host::~Host() {
-  stop_all();
+  end_recorded();
   remove_tree();
 }
 
@@ -130,15 +130,6 @@ void Host::start_all() {
       if (instance.start_service) start(system.sid, instance.name, "sapstartsrv");
       if (system.hana && instance.running) start_database(system.sid, instance.name);
     }
-  }
-}
-
-void Host::stop_all() {
-  std::error_code ignored;
-  for (const auto& entry : fs::recursive_directory_iterator(state_dir, ignored)) {
-    if (entry.path().extension() != ".pid") continue;
-    const pid_t process = running_pid(entry.path());
-    if (process != 0) end(process, SIGKILL);
   }
 }
 

@@ -46,7 +46,6 @@ class Host {
 
  private:
   void start_all();
-  void stop_all();
   const Instance_Description& find(const std::string& sid, const std::string& instance) const;
 
   Host_Description description_;

@@ -1,8 +1,11 @@
 // sandbox: runs a command on a simulated HANA host.
 
+#include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -68,6 +71,7 @@ int run_command(std::vector<char*> command) {
   command.push_back(nullptr);
   const pid_t child = ::fork();
   if (child == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     ::execvp(command[0], command.data());
     std::perror(command[0]);
     ::_exit(127);

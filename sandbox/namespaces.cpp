@@ -197,9 +197,22 @@ bool usr_sap_is_free(std::string& reason) {
 }
 
 void remove_plain() {
+  end_recorded();
   remove_tree();
   std::error_code ignored;
   fs::remove_all("/usr/sap", ignored);
+}
+
+// Ends the command when this process is to end, so that what comes after it is still done.
+volatile pid_t plain_command = 0;
+
+void end_plain_command(int) {
+  if (plain_command > 0) ::kill(plain_command, SIGKILL);
+}
+
+void handle_signals(void (*handler)(int)) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    ::signal(signal, handler);
 }
 
 int run_plain(const std::function<int()>& inside) {
@@ -210,7 +223,12 @@ int run_plain(const std::function<int()>& inside) {
   if (fs::exists("/usr/sap")) remove_plain();
   mark(Way::plain);
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
-  const int status = reap_until(fork_and(inside));
+  plain_command = fork_and([&inside] {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    return inside();
+  });
+  handle_signals(&end_plain_command);
+  const int status = reap_until(plain_command);
   kill_descendants();
   remove_plain();
   return status;

@@ -11,12 +11,14 @@
 
 #include <cerrno>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <system_error>
 #include <thread>
 
 #include "platform/files/unique_fd.h"
+#include "sandbox/paths.h"
 
 namespace sandbox {
 
@@ -94,8 +96,21 @@ int run(const std::vector<std::string>& arguments, const std::vector<std::string
 pid_t running_pid(const std::string& pid_file) {
   std::ifstream file(pid_file);
   pid_t pid = 0;
-  if (!(file >> pid) || pid <= 0 || gone(pid)) return 0;
-  return pid;
+  if (!(file >> pid) || pid <= 0) return 0;
+  // The number may have gone to another process since.
+  std::ifstream command_line("/proc/" + std::to_string(pid) + "/cmdline");
+  std::string program;
+  std::getline(command_line, program, '\0');
+  return program.rfind("/usr/sap/", 0) == 0 ? pid : 0;
+}
+
+void end_recorded() {
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(state_dir, ignored)) {
+    if (entry.path().extension() != ".pid") continue;
+    const pid_t process = running_pid(entry.path());
+    if (process != 0) end(process, SIGKILL);
+  }
 }
 
 bool end(pid_t pid, int signal) {
