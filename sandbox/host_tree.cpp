@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -165,7 +166,7 @@ std::string version_text(const Instance_Description& instance) {
 
 // Each system has a copy of the stand-in, because a link's owner is that of the file.
 std::string tool_of(const std::string& sid) {
-  const std::string tool = system_state(sid) + "/tool";
+  std::string tool = system_state(sid) + "/tool";
   if (!fs::exists(tool)) fs::copy_file(SANDBOX_TOOL, tool);
   ::chmod(tool.c_str(), 0755);
   return tool;
@@ -314,11 +315,12 @@ void build_tree(const Host_Description& host) {
 void remove_tree() {
   try {
     remove_etc_lines();
-  } catch (const std::exception&) {
-    return;  // the record stays, and with it the mark of a leftover
+    remove_all_but("/usr/sap", ".sandbox");
+    remove_all_but(state_dir, "way");
+  } catch (const std::exception& error) {
+    // The record of the lines stays, and with it the mark of a leftover.
+    std::fprintf(stderr, "sandbox: %s\n", error.what());
   }
-  remove_all_but("/usr/sap", ".sandbox");
-  remove_all_but(state_dir, "way");
 }
 
 }  // namespace sandbox

@@ -57,7 +57,7 @@ pid_t parent_of(const std::string& pid) {
 void kill_children() {
   const std::unique_ptr<DIR, int (*)(DIR*)> proc(::opendir("/proc"), &::closedir);
   if (proc == nullptr) return;
-  while (const dirent* entry = ::readdir(proc.get())) {  // NOLINT(concurrency-mt-unsafe): one stream, one thread
+  while (const dirent* entry = ::readdir(proc.get())) {
     const std::string name = entry->d_name;
     if (name.find_first_not_of("0123456789") == std::string::npos && parent_of(name) == ::getpid())
       ::kill(static_cast<pid_t>(std::strtol(name.c_str(), nullptr, 10)), SIGKILL);
@@ -105,10 +105,11 @@ pid_t running_pid(const std::string& pid_file) {
 }
 
 void end_recorded() {
-  std::error_code ignored;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(state_dir, ignored)) {
-    if (entry.path().extension() != ".pid") continue;
-    const pid_t process = running_pid(entry.path());
+  std::error_code error;
+  for (std::filesystem::recursive_directory_iterator entry(state_dir, error), last; !error && entry != last;
+       entry.increment(error)) {
+    if (entry->path().extension() != ".pid") continue;
+    const pid_t process = running_pid(entry->path());
     if (process != 0) end(process, SIGKILL);
   }
 }
