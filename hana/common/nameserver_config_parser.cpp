@@ -1,6 +1,5 @@
 #include "hana/common/nameserver_config_parser.h"
 
-#include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>
 
 #include <exception>
@@ -54,7 +53,8 @@ bool Name_Server_Config_Parser::get_value(const char* key, std::string& value) {
 bool Name_Server_Config_Parser::get_hosts(const char* key, std::list<std::string>& hosts) {
   std::string value;
   if (!get_value(key, value)) return false;
-  boost::algorithm::split(hosts, value, boost::algorithm::is_any_of(" "), boost::algorithm::token_compress_on);
+  const auto is_separator = [](char c) { return c == ' '; };
+  boost::algorithm::split(hosts, value, is_separator, boost::algorithm::token_compress_on);
   return !hosts.empty();
 }
 

@@ -1,10 +1,14 @@
 #include "hana/common/tenant_database_control.h"
 
-#include <cstdio>
-
 #include "hana/common/list_databases.h"
+#include "platform/text/format.h"
 
 namespace sap_hana {
+namespace {
+
+constexpr std::size_t STATEMENT_LIMIT = 255;  // characters; deliberate: the rest is cut off
+
+}  // namespace
 
 Tenant_Database_Controller::Tenant_Database_Controller(const std::string& sid, const std::string& instance_name,
                                                        const std::string& user, const platform::secure_string& password)
@@ -21,9 +25,8 @@ bool Tenant_Database_Controller::is_active(const std::string& name) {
 }
 
 bool Tenant_Database_Controller::run(const char* action, const std::string& name) {
-  char sql[256];  // deliberate: a longer statement is cut
-  std::snprintf(sql, sizeof(sql), "ALTER SYSTEM %s DATABASE %s", action, name.c_str());
-  return executor_.execute(sql, platform::ACE_Log_Msg_Callback_var());
+  const platform::snprintf_t<256> sql("ALTER SYSTEM %s DATABASE %s", action, name.c_str());
+  return executor_.execute(sql.str().substr(0, STATEMENT_LIMIT), platform::ACE_Log_Msg_Callback_var());
 }
 
 bool Tenant_Database_Controller::start(const std::string& name) {

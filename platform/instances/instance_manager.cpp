@@ -4,9 +4,14 @@
 
 #include "platform/files/ini_file.h"
 #include "platform/log/log.h"
+#include "platform/text/format.h"
 
 namespace platform {
 namespace {
+
+[[noreturn]] void refuse(const std::string& path, const std::string& title, const char* why) {
+  throw std::runtime_error(snprintf_t<256>("%s: '%s' %s", path.c_str(), title.c_str(), why).str());
+}
 
 Instance_var make_instance(const boost::property_tree::ptree& section) {
   auto instance = std::make_shared<Instance>();
@@ -43,10 +48,10 @@ bool Instance_Manager::remove(const std::string& type, const std::string& name) 
 Instance_Manager::Table Instance_Manager::read(const std::string& path) {
   Table table;
   for (const auto& [title, section] : read_ini_file(path)) {
-    if (section.empty()) throw std::runtime_error(path + ": '" + title + "' stands outside of a section");
+    if (section.empty()) refuse(path, title, "stands outside of a section");
     const std::size_t slash = title.find('/');
     if (slash == std::string::npos || slash == 0 || slash + 1 == title.size()) {
-      throw std::runtime_error(path + ": section '" + title + "' is not of the form 'type/name'");
+      refuse(path, title, "is not of the form 'type/name'");
     }
     table[{title.substr(0, slash), title.substr(slash + 1)}] = make_instance(section);
   }

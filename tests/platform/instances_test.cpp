@@ -156,9 +156,9 @@ TEST_F(InstanceManager, a_bad_file_is_told_and_changes_nothing) {
       {files_.file("section", good + "[hana/A]\nsid=TWO\n"), "(3): duplicate section name"},
       {files_.file("key", good + "sid=TWO\n"), "(3): duplicate key name"},
       {files_.file("outside", "sid=HXE\n" + good), ": 'sid' stands outside of a section"},
-      {files_.file("plain", good + "[hana]\nsid=HXE\n"), ": section 'hana' is not of the form 'type/name'"},
-      {files_.file("no_type", good + "[/B]\nsid=HXE\n"), ": section '/B' is not of the form 'type/name'"},
-      {files_.file("no_name", good + "[hana/]\nsid=HXE\n"), ": section 'hana/' is not of the form 'type/name'"},
+      {files_.file("plain", good + "[hana]\nsid=HXE\n"), ": 'hana' is not of the form 'type/name'"},
+      {files_.file("no_type", good + "[/B]\nsid=HXE\n"), ": '/B' is not of the form 'type/name'"},
+      {files_.file("no_name", good + "[hana/]\nsid=HXE\n"), ": 'hana/' is not of the form 'type/name'"},
   };
   Instance old;
   old.set_option("sid", "OLD");
