@@ -2,20 +2,21 @@
 //
 // Exit status: 0 if there is at least one, 1 if there is none or none can be read, 2 for a wrong call.
 
-#include <ace/Log_Msg.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <list>
 #include <map>
 #include <string>
 
+#include "examples/support/database_report.h"
+#include "examples/support/password.h"
+#include "examples/support/terminal.h"
 #include "hana/common/environ_getter.h"
 #include "hana/common/list_instances.h"
+#include "hana/common/nameserver_config_parser.h"
+#include "hana/common/replication_state_getter.h"
 #include "hana/common/server_port_manager.h"
 #include "hana/common/system_control.h"
 #include "platform/files/directory.h"
@@ -24,48 +25,25 @@
 
 namespace {
 
+using namespace example;
 using sap_hana::Server_Port_Manager;
 using sap_hana::System_Instance_Info;
 using sap_hana::System_Instance_Info_List;
 
 const char* const USAGE =
-    "usage: host_report\n"
+    "usage: host_report [--user NAME] [--password-file [SID=]FILE]...\n"
     "Shows every SAP HANA system and instance that runs on this host. Reading all of them takes root.\n"
+    "What only SQL tells is shown for systems with a password: of all of them, or of the one named SID.\n"
+    "\n"
+    "--user NAME                  the database user; SYSTEM if not given\n"
+    "--password-file [SID=]FILE   the file that holds the user's password, - for standard input\n"
+    "\n"
     "Exit status: 0 if there is at least one, 1 if there is none or none can be read, 2 for a wrong call.\n";
 
-enum Style { PLAIN, BOLD, GREEN, DIM };
-
-bool terminal_has_colour() {
-  const char* const refused = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): the only thread
-  const char* const terminal = std::getenv("TERM");     // NOLINT(concurrency-mt-unsafe): the only thread
-  return ::isatty(STDOUT_FILENO) && (refused == nullptr || *refused == '\0') && terminal != nullptr &&
-         std::string(terminal) != "dumb";
-}
-
-// What is shown was set by whoever started the processes: nothing of it may command the terminal.
-std::string printable(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return std::iscntrl(c) != 0; }, '?');
-  return text;
-}
-
-std::string styled(Style style, const std::string& text) {
-  static const bool colour = terminal_has_colour();
-  static const char* const codes[] = {"0", "1", "32", "2"};
-  return colour && style != PLAIN ? std::string("\033[") + codes[style] + "m" + text + "\033[0m" : text;
-}
-
-std::string or_unknown(const std::string& text) {
-  return text.empty() ? styled(DIM, "unknown") : printable(text);
-}
-
-void print_field(const char* name, const std::string& value) {
-  std::printf("    %-14s%s\n", name, value.c_str());
-}
-
-std::string count(std::size_t number, const std::string& thing) {
-  return std::to_string(number) + " " + thing + (number == 1 ? "" : "s");
-}
+struct Request {
+  std::string user = "SYSTEM";
+  std::map<std::string, platform::secure_string> passwords;  // by SID; "" for every other system
+};
 
 std::string host_name() {
   char name[256] = "";
@@ -138,7 +116,52 @@ void print_instance(const System_Instance_Info& instance, bool multi_container) 
   print_ports(instance.instance_number, multi_container);
 }
 
-void print_system(const std::string& sid, const System_Instance_Info_List& instances) {
+std::string replication_of(const std::string& sid) {
+  sap_hana::Replication_State_Getter::Replication_State state;
+  // A primary may tell no more than its mode.
+  if (!sap_hana::Replication_State_Getter(sid).get_state(state) && state.mode.empty()) return styled(DIM, "none");
+  return printable(state.mode) + (state.operation_mode.empty() ? "" : ", " + printable(state.operation_mode));
+}
+
+// The name server's view of the system. A key may well be missing, or the whole file.
+void print_topology(const std::string& sid) {
+  const Quiet quiet;
+  sap_hana::Name_Server_Config_Parser config(sid);
+  const struct {
+    const char* name;
+    bool (sap_hana::Name_Server_Config_Parser::*get)(std::list<std::string>&);
+  } lists[] = {{"master", &sap_hana::Name_Server_Config_Parser::get_master},
+               {"worker", &sap_hana::Name_Server_Config_Parser::get_worker},
+               {"standby", &sap_hana::Name_Server_Config_Parser::get_standby}};
+  for (const auto& list : lists) {
+    std::list<std::string> hosts;
+    print_field(list.name, (config.*list.get)(hosts) ? printable(join(hosts)) : styled(DIM, "-"));
+  }
+
+  bool cluster = false;
+  bool active_master = false;
+  std::string role;
+  config.get_role(role);
+  print_field("cluster", !config.is_cluster(cluster) ? or_unknown("") : cluster ? "yes" : "no");
+  print_field("active master", !config.is_active_master(active_master) ? or_unknown("")
+                               : active_master                         ? "this host"
+                                                                       : "another host");
+  print_field("role", or_unknown(role));
+  print_field("replication", replication_of(sid));
+}
+
+void print_sql(System_Instance_Info instance, bool multi_container, const Request& request) {
+  auto password = request.passwords.find(instance.system_info.sid);
+  if (password == request.passwords.end()) password = request.passwords.find("");
+  if (password == request.passwords.end()) {
+    print_field("SQL", styled(DIM, "left out: no password was given (--password-file)"));
+    return;
+  }
+  instance.system_info.multi_container = multi_container;  // a listing does not tell
+  print_databases(instance, request.user, password->second);
+}
+
+void print_system(const std::string& sid, const System_Instance_Info_List& instances, const Request& request) {
   const bool multi_container = sap_hana::System_Controller(sid).is_multi_container();
   std::string landscape_id;
   sap_hana::Environ_Getter::instance()->get_landscape_id(sid.c_str(), landscape_id);
@@ -146,11 +169,13 @@ void print_system(const std::string& sid, const System_Instance_Info_List& insta
   std::printf("\n%s\n", styled(BOLD, printable(sid)).c_str());
   print_field("mode", multi_container ? "multiple-container" : "single-container");
   print_field("landscape id", or_unknown(landscape_id));
+  print_topology(sid);
+  print_sql(instances.front(), multi_container, request);
   for (const System_Instance_Info& instance : instances)
     print_instance(instance, multi_container);
 }
 
-int report() {
+int report(const Request& request) {
   System_Instance_Info_List instances;
   if (!sap_hana::System_Instance_Lister().list(instances)) {
     std::cerr << "host_report: no SAP HANA instance runs on " << host_name() << '\n';
@@ -170,21 +195,41 @@ int report() {
               count(instances.size(), "instance").c_str());
   for (auto& [sid, of_system] : systems) {
     of_system.sort([](const auto& a, const auto& b) { return a.instance_number < b.instance_number; });
-    print_system(sid, of_system);
+    print_system(sid, of_system, request);
   }
   return std::fflush(stdout) == 0 ? 0 : 1;
+}
+
+// "HXE=FILE" is for one system, "FILE" for every other.
+bool add_password(const std::string& option, Request& request) {
+  const bool named = option.size() > 4 && option[3] == '=';
+  return read_password(named ? option.substr(4) : option, request.passwords[named ? option.substr(0, 3) : ""]);
+}
+
+bool parse(char** argument, Request& request) {
+  for (; *argument != nullptr; argument += 2) {
+    const std::string option = *argument;
+    if (argument[1] == nullptr || (option != "--user" && option != "--password-file")) {
+      std::cerr << USAGE;
+      return false;
+    }
+    if (option == "--user") {
+      request.user = argument[1];
+    } else if (!add_password(argument[1], request)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc > 1) {
-    const bool asked = argc == 2 && std::string(argv[1]) == "--help";
-    (asked ? std::cout : std::cerr) << USAGE;
-    return asked ? 0 : 2;
+  if (argc == 2 && std::string(argv[1]) == "--help") {
+    std::cout << USAGE;
+    return 0;
   }
-  // What the library found wrong goes to standard error; what explains it would only be in the way here.
-  ACE_LOG_MSG->priority_mask(LM_ERROR | LM_CRITICAL | LM_ALERT | LM_EMERGENCY, ACE_Log_Msg::PROCESS);
-  ACE_LOG_MSG->priority_mask(0, ACE_Log_Msg::THREAD);
-  return report();
+  log_errors_only();
+  Request request;
+  return parse(argv + 1, request) ? report(request) : 2;
 }

@@ -1,39 +1,31 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <array>
-#include <cstdio>
 #include <string>
 
 #include "sandbox/host.h"
+#include "tests/support/command.h"
 
 namespace {
 
-struct Outcome {
-  int status;
-  std::string output;  // both streams
-};
+test::Outcome run(const std::string& arguments, const std::string& input = "") {
+  return test::run_command("printf '%s' '" + input + "' | " + HOST_REPORT + " " + arguments);
+}
 
-Outcome run(const std::string& arguments) {
-  Outcome outcome{-1, ""};
-  FILE* const pipe = ::popen((std::string(HOST_REPORT) + " " + arguments + " 2>&1").c_str(), "re");
-  if (pipe == nullptr) return outcome;
-  std::array<char, 4096> buffer;
-  while (const std::size_t got = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
-    outcome.output.append(buffer.data(), got);
-  }
-  outcome.status = WEXITSTATUS(::pclose(pipe));
-  return outcome;
+// The part of a report from one text up to another.
+std::string part(const std::string& report, const std::string& from, const std::string& to) {
+  const std::size_t begin = report.find(from);
+  return begin == std::string::npos ? report : report.substr(begin, report.find(to, begin) - begin);
 }
 
 TEST(HostReport, it_shows_the_host_that_is_there) {
   const sandbox::Host host(
       "host db-7\n"
-      "system HXE { instance 00 { environment { HOSTNAME \"a\033b\" } } }\n"
+      "system HXE { instance 00 { environment { HOSTNAME \"a\033b\" } }  replication { mode primary }\n"
+      "  topology { master db-8:30001 worker \"db-7 db-8\" active_master db-8:30001 role \"\" } }\n"
       "system HDB { mode single landscape_id lid-1\n"
       "  instance 02 { running no version \"\" } }");
 
-  const Outcome outcome = run("");
+  const test::Outcome outcome = run("");
 
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.output,
@@ -42,6 +34,14 @@ TEST(HostReport, it_shows_the_host_that_is_there) {
             "HDB\n"
             "    mode          single-container\n"
             "    landscape id  lid-1\n"
+            "    master        db-7:30201\n"
+            "    worker        db-7\n"
+            "    standby       -\n"
+            "    cluster       no\n"
+            "    active master this host\n"
+            "    role          worker\n"
+            "    replication   none\n"
+            "    SQL           left out: no password was given (--password-file)\n"
             "\n"
             "  HDB02\n"
             "    number        02\n"
@@ -61,6 +61,14 @@ TEST(HostReport, it_shows_the_host_that_is_there) {
             "HXE\n"
             "    mode          multiple-container\n"
             "    landscape id  5fb0d5a1-7c3e-4d2b-9a60-485845000000\n"
+            "    master        db-8:30001\n"
+            "    worker        db-7, db-8\n"
+            "    standby       -\n"
+            "    cluster       yes\n"
+            "    active master another host\n"
+            "    role          unknown\n"
+            "    replication   primary\n"
+            "    SQL           left out: no password was given (--password-file)\n"
             "\n"
             "  HDB00\n"
             "    number        00\n"
@@ -81,20 +89,55 @@ TEST(HostReport, it_shows_the_host_that_is_there) {
 TEST(HostReport, what_it_cannot_show_it_says) {
   {
     const sandbox::Host host("host db-7");
-    const Outcome outcome = run("");
+    const test::Outcome outcome = run("");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "host_report: no SAP HANA instance runs on db-7\n");
   }
   const sandbox::Host host("host db-7\nsystem HXE { instance 90 { unset HOSTNAME } }");
-  const Outcome outcome = run("");
+  const test::Outcome outcome = run("");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.output.find("host_report: SAP HANA runs on db-7, but no instance could be read"), 0U);
+}
+
+TEST(HostReport, with_a_password_it_shows_what_sql_tells) {
+  const sandbox::Host host(
+      "host db-7\n"
+      "system HXE { instance 90\n"
+      "  tenant TEN1 { description \"Sales, north\" }  tenant TEN2 { description \"\" active no }\n"
+      "  schema SALES { owner S database TEN1 }  schema PRIVATE { database TEN1 privileges no }\n"
+      "  ini global.ini { persistence { log_mode overwrite }  backup { log_backup_using_backint true } } }\n"
+      "system S1P { mode single instance 02  user SYSTEM { password other } }");
+
+  const test::Outcome outcome = run("--password-file -", "Manager1\n");
+
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(part(outcome.output, "    log mode", "\n  HDB90"),
+            "    log mode      overwrite\n"
+            "    log backup    automatic: yes, through Backint: true\n"
+            "    catalog       through Backint: false\n"
+            "    databases     SYSTEMDB     started  SystemDB-HXE-90\n"
+            "                  4 schemas: SYS, SYSTEM, _SYS_REPO (no privileges), _SYS_STATISTICS\n"
+            "                  TEN1         started  Sales, north\n"
+            "                  2 schemas: SALES, PRIVATE (no privileges)\n"
+            "                  TEN2         stopped\n");
+  EXPECT_EQ(part(outcome.output, "    SQL", "\n  HDB02"),
+            "    SQL           not possible as SYSTEM: * 10: authentication failed SQLSTATE: 28000\n");
+
+  const test::Outcome other = run("--password-file S1P=- --user SYSTEM", "other");
+  EXPECT_EQ(part(other.output, "    databases", "\n  HDB02"),
+            "    databases     S1P          started\n"
+            "                  4 schemas: SYS, SYSTEM, _SYS_REPO (no privileges), _SYS_STATISTICS\n");
+  EXPECT_NE(other.output.find("    SQL           left out"), std::string::npos);
 }
 
 TEST(HostReport, a_wrong_call_shows_the_usage) {
   EXPECT_EQ(run("--help").status, 0);
   EXPECT_EQ(run("everything").status, 2);
-  EXPECT_EQ(run("everything").output.find("usage: host_report\n"), 0U);
+  EXPECT_EQ(run("--password-file").status, 2);
+  EXPECT_EQ(run("--password-file -").output, "no password in standard input\n");
+  EXPECT_EQ(run("--password-file HXE=/nowhere").output,
+            "cannot read the password from /nowhere: No such file or directory\n");
+  EXPECT_EQ(run("everything").output.find("usage: host_report "), 0U);
 }
 
 }  // namespace
