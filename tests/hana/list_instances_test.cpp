@@ -178,6 +178,20 @@ TEST_F(SystemInstanceLister, the_version_is_that_of_the_last_line_that_has_one) 
   }
 }
 
+TEST_F(SystemInstanceLister, a_program_that_a_process_names_runs_with_no_more_rights_than_its_owner) {
+  if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
+  const sandbox::Host host("system HXE { instance 90 }");
+  const std::string directory = "/usr/sap/false/HDB66/exe";
+  fs::create_directories(directory);
+  std::ofstream(directory + "/hdbsrvutil") << "#!/bin/sh\necho version: $(id -u)\n";
+  fs::permissions(directory + "/hdbsrvutil", fs::perms(0755));
+  const test::Child pretender(directory + "/sapstartsrv", {},
+                              {"SAPSYSTEMNAME=ABC", "HOSTNAME=h", "TINSTANCE=66", "DIR_EXECUTABLE=" + directory},
+                              65534);
+
+  EXPECT_EQ(list(), (Records{"ABC HDB66 65534", "HXE HDB90" + VERSION}));
+}
+
 TEST_F(SystemInstanceLister, an_instance_without_version_is_listed_and_the_failure_told) {
   const sandbox::Host host("system HXE { instance 90 } system ABC { instance 00 { unset DIR_EXECUTABLE } }");
   fs::remove("/usr/sap/HXE/HDB90/exe/hdbsrvutil");
