@@ -11,9 +11,10 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <iomanip>
+#include <iostream>
 #include <iterator>
 #include <string>
 
@@ -39,7 +40,8 @@ constexpr const char* NAMES[] = {
 };
 
 void print(const char* step, const std::string& result) {
-  std::printf("%-28s %s\n", step, result.c_str());
+  // Flushed, so that what goes wrong stands below the last step in a file as well.
+  std::cout << std::left << std::setw(28) << step << ' ' << result << std::endl;
 }
 
 // The kind of a backup and what its name tells; empty if the name cannot be read.
@@ -72,7 +74,7 @@ bool read_names() {
   for (const char* name : NAMES) {
     const std::string description = describe(name);
     if (description.empty()) return false;
-    std::printf("  %s\n    %s\n", name, description.c_str());
+    std::cout << "  " << name << "\n    " << description << '\n';
   }
   return true;
 }
@@ -206,12 +208,11 @@ bool read_arguments(int argc, char** argv, platform::HTTP_Session_Options& optio
 int main(int argc, char** argv) {
   platform::HTTP_Session_Options options;
   if (!read_arguments(argc, argv, options)) {
-    std::fputs("usage: catalog_tour URL [--user NAME --password-file FILE] [--ca-file FILE]\n", stderr);
+    std::cerr << "usage: catalog_tour URL [--user NAME --password-file FILE] [--ca-file FILE]\n";
     return 2;
   }
 
-  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // what goes wrong stands below the last step, in a file too
-  std::printf("A Backint run of %s@%s, recorded at %s\n\n", DATABASE, SID, options.base_url.c_str());
+  std::cout << "A Backint run of " << DATABASE << '@' << SID << ", recorded at " << options.base_url << "\n\n";
   std::string pipes;
   if (!read_names() || !build_paths(pipes)) return 1;
 
@@ -219,6 +220,6 @@ int main(int argc, char** argv) {
   Run run(session, pipes);
   if (run.add_job() && run.add_files() && run.list() && run.find_file() && run.record_backup_id() && run.remove_all())
     return 0;
-  std::fputs("the tour ends here: the lines above say why\n", stderr);
+  std::cerr << "the tour ends here: the lines above say why\n";
   return 1;
 }

@@ -27,7 +27,7 @@ bool extend(X509* certificate, int id, const char* value) {
 }
 
 bool fill(X509* certificate, EVP_PKEY* key) {
-  constexpr long DAY = 24 * 60 * 60;
+  constexpr long DAY = 24L * 60 * 60;
   X509_NAME* const name = X509_get_subject_name(certificate);
   const auto* const common_name = reinterpret_cast<const unsigned char*>("catalog service");
   return X509_set_version(certificate, X509_VERSION_3) == 1 &&

@@ -61,6 +61,7 @@ TEST(HttpSession, options_without_sense_make_no_session) {
               std::vector<std::string>{std::string("Failed to make an HTTP session: ") + c.cause + "\n"});
   }
 
+  test::Log_Capture log;
   HTTP_Session_Options options = options_for("http://127.0.0.1");
   options.user = "a:b";
   EXPECT_EQ(platform::make_http_session(options), nullptr);
