@@ -75,7 +75,7 @@ bool Filename_Parser::parse_full_backup_file(const std::string& name, Full_Backu
     return false;
   }
 
-  entry.prefix = match.str(1);
+  entry.prefix.assign(match[1].first, match[1].second);
   entry.volume_id = number<std::uint16_t>(name, match, 2);
   entry.partition_id = number<std::uint16_t>(name, match, 3);
   return true;
@@ -88,7 +88,7 @@ bool Filename_Parser::parse_delta_backup_file(const std::string& name, Delta_Bac
     return false;
   }
 
-  entry.prefix = match.str(1);
+  entry.prefix.assign(match[1].first, match[1].second);
   entry.depend_backup_id = number<std::uint64_t>(name, match, 3);
   entry.backup_id = number<std::uint64_t>(name, match, 4);
   entry.volume_id = number<std::uint16_t>(name, match, 5);
