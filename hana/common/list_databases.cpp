@@ -24,11 +24,10 @@ class List_Databases_Line_Handler : public platform::Text_Process_Handler {
     boost::cmatch match;
     if (line == nullptr || !find_quoted_row(line, len, LIST_DATABASES_PARSE_RE, match)) return 0;
 
-    Database_Info info{};
+    Database_Info& info = infos_.emplace_back();
     info.name.assign(match[1].first, match[1].second);
     info.description.assign(match[2].first, match[2].second);
     info.active = match[3] == "YES";
-    infos_.push_back(std::move(info));
     return 0;
   }
 
