@@ -173,19 +173,18 @@ class Curl_Session : public HTTP_Session {
                     HTTP_Response& response) override;
 
  private:
-  Curl_Handle take_handle(bool kept);
+  Curl_Handle take_handle();
   void set_rules(CURL* curl) const;
   void set_request(CURL* curl, const char* method, const HTTP_Request& request, const HTTP_Content* content) const;
 
   HTTP_Session_Options options_;
   std::mutex mutex_;
-  Curl_Handle kept_;  // with its connection, while no GET is under way
+  Curl_Handle kept_;  // with its connection and TLS session, while no request is under way
 };
 
-// A handle of its own means a connection of its own.
-Curl_Handle Curl_Session::take_handle(bool kept) {
+Curl_Handle Curl_Session::take_handle() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (kept && kept_) return std::move(kept_);
+  if (kept_) return std::move(kept_);
   return Curl_Handle(curl_easy_init());
 }
 
@@ -220,6 +219,11 @@ void Curl_Session::set_request(CURL* curl, const char* method, const HTTP_Reques
     curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(content->text.size()));
   }
   curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, method);
+  if (std::strcmp(method, "GET") != 0) {
+    // On a kept connection that proves dead, the library would send the request again by itself.
+    curl_easy_setopt(curl, CURLOPT_FRESH_CONNECT, 1L);
+    curl_easy_setopt(curl, CURLOPT_FORBID_REUSE, 1L);
+  }
 
   if (!options_.user.empty() && (request.flags() & HTTP_REQUEST_AUTHENTICATE) != 0) {
     curl_easy_setopt(curl, CURLOPT_HTTPAUTH, CURLAUTH_BASIC);
@@ -230,9 +234,8 @@ void Curl_Session::set_request(CURL* curl, const char* method, const HTTP_Reques
 
 HTTP_Outcome Curl_Session::send(const char* method, const HTTP_Request& request, const HTTP_Content* content,
                                 HTTP_Response& response) {
-  const bool is_get = std::strcmp(method, "GET") == 0;
   const Curl_List headers = header_list(request, content);
-  Curl_Handle handle = take_handle(is_get);
+  Curl_Handle handle = take_handle();
   if (!headers || !handle) return HTTP_Outcome::NOT_SENT;
 
   CURL* const curl = handle.get();
@@ -264,12 +267,10 @@ HTTP_Outcome Curl_Session::send(const char* method, const HTTP_Request& request,
               cause[0] != '\0' ? cause.data() : text);
   }
 
-  if (is_get) {
-    // Nothing but the connection stays: no password, no pointer into this call.
-    curl_easy_reset(curl);
-    const std::lock_guard<std::mutex> lock(mutex_);
-    kept_ = std::move(handle);
-  }
+  // Nothing but the connection stays: no password, no pointer into this call.
+  curl_easy_reset(curl);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  kept_ = std::move(handle);
   return outcome;
 }
 
