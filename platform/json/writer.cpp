@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <boost/json/serialize.hpp>
 #include <boost/json/value.hpp>
 #include <cmath>
@@ -37,6 +38,11 @@ std::string valid_utf8(std::string_view text) {
   return valid;
 }
 
+// True for a text whose characters all stand for themselves in JSON, as in nearly every text they do.
+bool is_plain(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c < '\x7f' && c != '"' && c != '\\'; });
+}
+
 class Writer {
  public:
   Writer(std::string& text, bool pretty) : text_(text), pretty_(pretty) {}
@@ -63,7 +69,15 @@ class Writer {
   }
 
  private:
-  void write_string(const std::string& string) { text_ += boost::json::serialize(valid_utf8(string)); }
+  void write_string(const std::string& string) {
+    if (!is_plain(string)) {
+      text_ += boost::json::serialize(valid_utf8(string));
+      return;
+    }
+    text_ += '"';
+    text_ += string;
+    text_ += '"';
+  }
 
   void write_integer(const Value& value) {
     const bool negative = value.get_real() < 0;
