@@ -1,0 +1,15 @@
+#pragma once
+
+namespace bench {
+
+// Each measures one area and prints its rows.
+void process_scan();
+void child_start();
+void child_output();
+void listening_check();
+void backup_names();
+void json_records();
+void http_requests();
+void host_report();
+
+}  // namespace bench
