@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Unpacks the packages in the given folder beside the system, and builds and runs programs against them by every way
+# that a user has. Then compares what the libraries export with what they are known to export.
+set -euo pipefail
+packages=$1
+sources=$(dirname "$(readlink -f "$0")")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+root=$work/root
+for package in "$packages"/*.deb; do dpkg-deb -x "$package" "$root"; done
+export LD_LIBRARY_PATH=$root/usr/lib PKG_CONFIG_PATH=$root/usr/lib/pkgconfig
+
+cmake -S "$sources" -B "$work/find_package" -DCMAKE_PREFIX_PATH="$root/usr"
+cmake --build "$work/find_package"
+"$work/find_package/consumer"
+
+# shellcheck disable=SC2046 # pkg-config prints words
+g++ "$sources/consumer.cpp" -o "$work/pkg_config" $(pkg-config --cflags --libs gustaikrum)
+"$work/pkg_config"
+
+g++ -std=c++17 "$sources/loader.cpp" -o "$work/loader"
+"$work/loader"
+
+nm -DC --defined-only "$LD_LIBRARY_PATH"/libgustaikrum{,_platform}.so.0 | sed -n 's/^[0-9a-f]* [A-Z] \(.*\)@@.*/\1/p' |
+  LC_ALL=C sort -u >"$work/exported"
+diff "$sources/exported_symbols.txt" "$work/exported" || {
+  echo "The exported symbols have changed. If that is meant, change tests/package/exported_symbols.txt alike."
+  exit 1
+}
+echo "the packages serve find_package, pkg-config and dlopen"
