@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <boost/regex.hpp>
 #include <cerrno>
-#include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -22,7 +22,9 @@
 namespace platform {
 namespace {
 
-constexpr std::size_t COMMAND_LINE_LIMIT = 256UL * 1024;  // bytes
+// Bytes; a start service's path and its first arguments. The time of a search can grow with the square of the length,
+// and any local user may run processes with long command lines, any number of them.
+constexpr std::size_t COMMAND_LINE_LIMIT = 4UL * 1024;
 
 std::optional<boost::regex> compile(const char* pattern) {
   if (pattern == nullptr) return std::nullopt;
@@ -63,7 +65,7 @@ std::optional<std::vector<pid_t>> list_pids(const Directory_Stream& proc) {
 // Reads the command lines of processes, one after the other, into one buffer.
 class Command_Line_Reader {
  public:
-  explicit Command_Line_Reader(int proc) : proc_(proc), buffer_(new char[COMMAND_LINE_LIMIT]) {}
+  explicit Command_Line_Reader(int proc) : proc_(proc) {}
 
   // The command line of a process, valid until the next read; empty if it has none or has vanished. Nothing with errno
   // if it cannot be told.
@@ -73,7 +75,7 @@ class Command_Line_Reader {
     ssize_t length = -1;
     if (file) {
       do {
-        length = ::read(file.get(), buffer_.get(), COMMAND_LINE_LIMIT);
+        length = ::read(file.get(), buffer_.data(), buffer_.size());
       } while (length < 0 && errno == EINTR);
     }
     if (length < 0) return is_hidden_or_gone(errno) ? std::optional(std::string_view()) : std::nullopt;
@@ -89,12 +91,12 @@ class Command_Line_Reader {
   std::string_view join(std::size_t length) {
     while (length > 0 && buffer_[length - 1] == '\0')
       --length;
-    std::replace(buffer_.get(), buffer_.get() + length, '\0', ' ');
-    return {buffer_.get(), length};
+    std::replace(buffer_.data(), buffer_.data() + length, '\0', ' ');
+    return {buffer_.data(), length};
   }
 
   int proc_;
-  std::unique_ptr<char[]> buffer_;  // not a vector, which would touch all of it
+  std::array<char, COMMAND_LINE_LIMIT> buffer_;
 };
 
 // Nothing if the process has vanished.

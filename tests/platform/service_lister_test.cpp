@@ -98,13 +98,12 @@ TEST_F(ServiceLister, a_search_that_grows_too_complex_matches_nothing) {
 }
 
 TEST_F(ServiceLister, a_command_line_counts_up_to_its_limit) {
-  const std::string long_argument(100 * 1024, 'x');
-  const Child child(program("/long"), {long_argument, long_argument, long_argument, "end"});
+  const Child child(program("/long"), {std::string(100 * 1024, 'x'), "end"});
 
   const std::list<Service_Info> services = list(program("/long"));
 
   ASSERT_EQ(services.size(), 1U);
-  EXPECT_EQ(services.front().cmd, child.command_line().substr(0, 256 * 1024));
+  EXPECT_EQ(services.front().cmd, child.command_line().substr(0, 4 * 1024));
 }
 
 }  // namespace
