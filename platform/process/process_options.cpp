@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <optional>
 #include <utility>
 
 #include "platform/process/accounts.h"
@@ -21,11 +22,15 @@ constexpr std::size_t MAX_ARGUMENTS = 127;
 // more.
 constexpr std::size_t ARGUMENT_TABLE_SIZE = MAX_ARGUMENTS + 2;
 
-std::vector<gid_t> find_groups(const char* user, gid_t primary) {
+// Nothing if they cannot be looked up.
+std::optional<std::vector<gid_t>> find_groups(const char* user, gid_t primary) {
   int count = 32;
   std::vector<gid_t> groups(static_cast<std::size_t>(count));
-  while (::getgrouplist(user, primary, groups.data(), &count) < 0)
+  while (::getgrouplist(user, primary, groups.data(), &count) < 0) {
+    const bool lacks_room = static_cast<std::size_t>(count) > groups.size();
+    if (!lacks_room) return std::nullopt;
     groups.resize(static_cast<std::size_t>(count));
+  }
   groups.resize(static_cast<std::size_t>(count));
   return groups;
 }
@@ -95,9 +100,11 @@ int Process_Options::setenv(const char* name, const char* format, ...) {
 int Process_Options::setreugid(const char* user) {
   User_Ids ids{};
   const int error = find_user(user, ids);
-  if (error != 0) return fail("user '" + std::string(user) + "' cannot be looked up");
+  std::optional<std::vector<gid_t>> groups;
+  if (error == 0) groups = find_groups(user, ids.gid);
+  if (!groups) return fail("user '" + std::string(user == nullptr ? "" : user) + "' cannot be looked up");
 
-  groups_ = find_groups(user, ids.gid);
+  groups_ = std::move(*groups);
   setruid(ids.uid);
   seteuid(ids.uid);
   setrgid(ids.gid);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -257,6 +258,12 @@ TEST_F(ProcessTest, options_that_do_not_fit_are_never_run) {
   }
 }
 
+TEST_F(ProcessTest, no_user_at_all_is_a_user_that_does_not_exist) {
+  Process_Options options;
+  EXPECT_EQ(options.setreugid(nullptr), -1);
+  EXPECT_EQ(options.fault(), "user '' cannot be looked up");
+}
+
 TEST_F(ProcessTest, a_replaced_command_line_leaves_nothing_in_the_buffer) {
   Process_Options options;
   options.command_line("/bin/true %s", "secretword");
@@ -437,15 +444,16 @@ TEST_F(ProcessTest, a_caller_that_is_the_user_already_needs_no_right_to_switch) 
 void on_signal(int) {}
 
 TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
-  const auto runs = [](int wanted) {
+  const auto runs = [](int wanted, std::size_t lines) {
     Line_Keeper keeper;
     const int result = run_script(keeper, "echo line");
-    return result == wanted && (keeper.lines == std::vector<std::string>{"line"});
+    return result == wanted && keeper.lines == std::vector<std::string>(lines, "line");
   };
   const struct {
     const char* caller;
     bool (*prepare)();
     int result;
+    std::size_t lines = 1;
   } cases[] = {
       {"ignores SIGCHLD", [] { return ::signal(SIGCHLD, SIG_IGN) != SIG_ERR; }, -1},
       {"reaps every child",
@@ -467,10 +475,30 @@ TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
        },
        0},
       {"has closed its standard streams", [] { return ::close(0) == 0 && ::close(1) == 0 && ::close(2) == 0; }, 0},
+      {"may start no process",
+       [] {
+         const rlimit none{0, 0};
+         return (::geteuid() != 0 || ::setuid(65534) == 0) && ::setrlimit(RLIMIT_NPROC, &none) == 0;
+       },
+       -1, 0},
+      {"forks meanwhile, and its children hold what was open then",
+       [] {
+         std::thread([] {
+           for (int i = 0; i < 100; ++i) {
+             if (::fork() == 0) {
+               ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // comes when the thread ends, with its process
+               ::pause();
+             }
+           }
+           ::pause();
+         }).detach();
+         return true;
+       },
+       0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.caller);
-    expect_in_own_process([&] { return c.prepare() && runs(c.result); });
+    expect_in_own_process([&] { return c.prepare() && runs(c.result, c.lines); });
   }
 }
 
