@@ -133,7 +133,11 @@ int carry_out(const Request& request) {
 
 int main(int, char** argv) {
   try {
-    return carry_out(parse(argv));
+    const int status = carry_out(parse(argv));
+    // No leak check: it would have to start a thread, which a process whose namespaces have lost their first process
+    // cannot.
+    std::fflush(nullptr);
+    ::_exit(status);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 2;
