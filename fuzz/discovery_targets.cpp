@@ -1,0 +1,112 @@
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "fuzz/fuzz.h"
+#include "hana/common/instance_environment.h"
+#include "hana/common/sapservices.h"
+#include "hana/common/utils.h"
+#include "platform/text/natoi.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+Texts split(const std::string& text, char separator) {
+  Texts pieces(1);
+  for (const char c : text) {
+    if (c == separator) {
+      pieces.emplace_back();
+    } else {
+      pieces.back() += c;
+    }
+  }
+  return pieces;
+}
+
+// The value of the last entry of that name; `missing` if there is none.
+std::string last(const Texts& entries, const std::string& name, const std::string& missing) {
+  std::string value = missing;
+  for (const std::string& entry : entries) {
+    if (entry.compare(0, name.size() + 1, name + "=") == 0) value = entry.substr(name.size() + 1);
+  }
+  return value;
+}
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+// The digits after the last "HDB" that has two; empty if there is none.
+std::string last_number(const std::string& directory) {
+  for (std::size_t at = directory.size(); at-- > 0;) {
+    if (directory.compare(at, 3, "HDB") == 0 && at + 5 <= directory.size() && is_digit(directory[at + 3]) &&
+        is_digit(directory[at + 4])) {
+      return directory.substr(at + 3, 2);
+    }
+  }
+  return "";
+}
+
+void process_environment(std::string_view input) {
+  sap_hana::HANA_Env_Value val{"d", "h", "i", "u", 777, "s", "t", "l"};
+  const bool taken = sap_hana::take_environment(std::string(input), val);
+
+  const Texts entries = split(std::string(input), '\0');
+  fuzz::expect(val.dir_executable == last(entries, "DIR_EXECUTABLE", "d") &&
+                   val.hostname == last(entries, "HOSTNAME", "h") &&
+                   val.instance_dir == last(entries, "DIR_INSTANCE", "i") && val.user == last(entries, "USER", "u") &&
+                   val.sid == last(entries, "SAPSYSTEMNAME", "s"),
+               "the last entry of each name");
+  std::string number = last(entries, "TINSTANCE", "none");
+  if (number == "none") number = last_number(val.instance_dir);
+  fuzz::expect(val.trace_dir == "t" && val.landscape_id == "l", "nothing else is touched");
+  if (taken) fuzz::expect(val.instance_number == platform::natoi<std::uint16_t>(number.c_str()), "its number");
+  if (!taken) fuzz::expect(val.instance_number == 777 && number.empty(), "no number");
+}
+
+// The host in the last profile name behind "pf="; nothing if the line has none.
+std::optional<std::string> profile_host(const std::string& line) {
+  const std::size_t first = line.find("pf=");
+  for (std::size_t at = line.size(); first != std::string::npos && at-- > first + 3;) {
+    const bool named = line.compare(at, 7, "HXE_HDB") == 0 && at + 10 <= line.size() && is_digit(line[at + 7]) &&
+                       is_digit(line[at + 8]) && line[at + 9] == '_';
+    if (named) return line.substr(at + 10, line.find_first_of(" \t\r\v\f", at + 10) - (at + 10));
+  }
+  return std::nullopt;
+}
+
+void sapservices(std::string_view input) {
+  static const boost::regex LINE(".*pf=.*HXE_HDB([0-9][0-9])_(\\S*).*");
+  const std::string content(input);
+  std::optional<std::string> wanted;
+  for (const std::string& line : split(content, '\n')) {
+    if (!wanted) wanted = profile_host(line);
+  }
+  try {
+    boost::cmatch match;
+    const bool found = sap_hana::match_first_line(content, LINE, match);
+    fuzz::expect(found == wanted.has_value(), "a line with a profile is found");
+    if (found) fuzz::expect(match.str(2) == *wanted, "its host is what stands there");
+  } catch (const std::runtime_error&) {
+    // A search that grows too complex.
+  }
+}
+
+void versions(std::string_view input) {
+  std::size_t dot_runs = 0;
+  for (std::size_t i = 0; i < input.size(); ++i)
+    dot_runs += input[i] == '.' && (i == 0 || input[i - 1] != '.') ? 1 : 0;
+
+  std::uint16_t major = 7, patch = 7;
+  std::uint32_t support_pack = 7;
+  const bool taken = sap_hana::parse_version_string(std::string(input), major, support_pack, patch);
+  fuzz::expect(taken == (dot_runs == 4), "five pieces make a version");
+  if (!taken) fuzz::expect(major == 7 && support_pack == 7 && patch == 7, "nothing is touched");
+}
+
+const bool known = fuzz::add("process_environment", process_environment) && fuzz::add("sapservices", sapservices) &&
+                   fuzz::add("versions", versions);
+
+}  // namespace

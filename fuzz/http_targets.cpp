@@ -1,0 +1,71 @@
+#include <algorithm>
+#include <boost/algorithm/string.hpp>
+#include <string>
+
+#include "fuzz/fuzz.h"
+#include "platform/http/http_encoding.h"
+#include "platform/http/http_message.h"
+
+namespace {
+
+// As a server decodes a query.
+std::string decode(const std::string& text, bool plus_is_space) {
+  std::string decoded;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (text[at] == '%') {
+      decoded += static_cast<char>(std::stoi(text.substr(at + 1, 2), nullptr, 16));
+      at += 2;
+    } else {
+      decoded += text[at] == '+' && plus_is_space ? ' ' : text[at];
+    }
+  }
+  return decoded;
+}
+
+bool fits_request_line(const std::string& text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < 0x7F && c != '#'; });
+}
+
+// Input: the flags, a text that ends at a NUL.
+void encoding(std::string_view input) {
+  const int flags = fuzz::take_byte(input) % 4;
+  const std::string text(input.substr(0, input.find('\0')));
+  std::string encoded;
+  platform::http_encode_string_i(text.c_str(), flags, encoded);
+  fuzz::expect(decode(encoded, (flags & platform::HTTP_ENCODE_SPACE_AS_PLUS) != 0) == text, "decoded it is the same");
+  fuzz::expect(fits_request_line(encoded), "it fits into a request line");
+
+  std::string query;
+  platform::HTTP_Query_String_Builder(query, false).add("key", text.c_str(), true, true).add("n", UINT64_MAX, true);
+  const std::size_t end = query.find('&');
+  fuzz::expect(query.substr(0, 4) == "key=" && decode(query.substr(4, end - 4), true) == text, "so is a parameter");
+  fuzz::expect(query.substr(end) == "&n=18446744073709551615", "one parameter does not run into the next");
+
+  platform::HTTP_Request request(0, text.c_str(), flags % 2 == 0);
+  request.query_string(text.c_str());
+  fuzz::expect(fits_request_line(request.target()) && request.target()[0] == '/', "no text breaks the request line");
+}
+
+// Input: a list, a NUL, a token.
+void header_list(std::string_view input) {
+  const std::string list(input.substr(0, input.find('\0')));
+  const std::string token(input.substr(std::min(input.size(), list.size() + 1)));
+  std::vector<std::string> elements;
+  boost::split(elements, list, boost::is_any_of(","));
+  const bool wanted = std::any_of(elements.begin(), elements.end(), [&](std::string element) {
+    boost::trim_if(element, boost::is_any_of(" \t"));
+    return boost::iequals(element, token.c_str());
+  });
+  fuzz::expect(platform::http_header_value_match(list.c_str(), token.c_str(), ',') == wanted, "an element is found");
+
+  platform::HTTP_Response response;
+  for (const std::string& element : elements)
+    response.headers().put(platform::HTTP_HEADER_CONNECTION, element.c_str(), false);
+  response.headers().put(platform::HTTP_HEADER_CONTENT_LENGTH, token.c_str(), true);
+  response.keep_alive();
+  response.content_length();
+}
+
+const bool known = fuzz::add("encoding", encoding) && fuzz::add("header_list", header_list);
+
+}  // namespace
