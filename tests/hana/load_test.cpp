@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "hana/backint_catalog/backint_backup_file.h"
+#include "hana/common/environ_getter.h"
+#include "hana/common/filename_parser.h"
+#include "hana/common/hdbsql_executor.h"
+#include "hana/common/hdbsql_general_text_handler.h"
+#include "hana/common/host_info_getter.h"
+#include "hana/common/instance_control.h"
+#include "hana/common/nameserver_config_parser.h"
+#include "hana/common/server_port_manager.h"
+#include "hana/common/system_control.h"
+#include "platform/json/text.h"
+#include "platform/process/subprocess.h"
+#include "sandbox/host.h"
+#include "sandbox/way.h"
+
+namespace {
+
+constexpr int THREADS = 8;
+constexpr int OPERATIONS = 10'000;
+
+std::size_t entries(const char* directory) {
+  const std::filesystem::directory_iterator all(directory);
+  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+// What must not grow. Under a sanitizer the heap counts as empty; the sanitizer looks for leaks itself.
+struct Holdings {
+  std::size_t descriptors = entries("/proc/self/fd");
+  std::size_t threads = entries("/proc/self/task");
+  std::size_t heap = ::mallinfo2().uordblks;
+};
+
+constexpr std::size_t HEAP_SLACK = 128 * 1024;  // bytes; thirteen lost in each operation would be more
+
+bool run_statement() {
+  sap_hana::Database_Info info{};
+  sap_hana::HDBSQL_Executor executor("/bin/echo");
+  sap_hana::HDBSQL_General_Text_Handler handler;
+  return executor.init(info, "SYSTEM", "password") && executor.execute("select 1 from dummy", &handler, nullptr) &&
+         handler.get_key().size() == 1;
+}
+
+bool run_as_other() {
+  if (!sandbox::second_user_available()) return true;
+  platform::Process_Options options;
+  options.setreugid("nobody");
+  options.command_line("/bin/true");
+  return platform::subprocess::call(options, nullptr) == 0;
+}
+
+bool write_and_read_records() {
+  sap_hana::Backup_File_Info file{}, again{};
+  file.filename = "log_backup_0_0_0_0";
+  platform::json::Object object;
+  file >> object;
+  const std::string text = platform::json::JSON_Dump(object, false).str();
+  platform::json::Value value;
+  if (!platform::json::loads_json(text.data(), text.size(), value, 1)) return false;
+  again << value.get_obj();
+  return again.filename == file.filename;
+}
+
+const struct {
+  const char* name;
+  bool (*operation)();
+} FAMILIES[] = {
+    {"environment",
+     [] {
+       sap_hana::HANA_Env_Value val{};
+       return sap_hana::Environ_Getter::instance()->get("HXE", val) && val.instance_number == 90;
+     }},
+    {"host name",
+     [] {
+       std::string name;
+       return sap_hana::Host_Info_Getter("HXE").hostname(name) && name == "hxehost";
+     }},
+    {"topology",
+     [] {
+       std::string id;
+       return sap_hana::Name_Server_Config_Parser("HXE").landscape_uuid(id) &&
+              sap_hana::System_Controller("HXE").is_multi_container();
+     }},
+    {"instance state",
+     [] {
+       auto state = sap_hana::Instance_Controller::INSTANCE_STATE_UNKNOWN;
+       return sap_hana::Instance_Controller("HXE").get_state("HDB90", state) &&
+              state == sap_hana::Instance_Controller::INSTANCE_STATE_RUNNING;
+     }},
+    {"port",
+     [] {
+       return sap_hana::Server_Port_Manager(90).is_listening(sap_hana::Server_Port_Manager::TYPE_MDC_INDEXSERVER);
+     }},
+    {"backup name",
+     [] {
+       sap_hana::Filename_Parser::Log_File_Entry entry{};
+       return sap_hana::Filename_Parser().parse_log_file("log_backup_2_0_1000_2000.1415905765532", entry);
+     }},
+    {"record", write_and_read_records},
+    {"statement", run_statement},
+    {"child of another user", run_as_other},
+};
+
+// Runs an operation on all threads at once; the number that went wrong.
+int run(bool (*operation)(), int count) {
+  std::atomic<int> left{count}, wrong{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < THREADS; ++i) {
+    threads.emplace_back([&] {
+      while (left.fetch_sub(1) > 0)
+        wrong += operation() ? 0 : 1;
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+  return wrong;
+}
+
+// LOAD_OPERATIONS in the environment asks for another number, where a sanitizer makes each of them slow.
+TEST(Load, ten_thousand_operations_of_each_family_leave_the_process_as_it_was) {
+  const sandbox::Host host;
+  const char* const asked = std::getenv("LOAD_OPERATIONS");
+  const int count = asked == nullptr ? OPERATIONS : std::atoi(asked);
+  sap_hana::Environ_Getter::instance();  // made before there are threads
+  for (const auto& family : FAMILIES) {
+    SCOPED_TRACE(family.name);
+    EXPECT_EQ(run(family.operation, 10 * THREADS), 0);
+    const Holdings before;
+
+    EXPECT_EQ(run(family.operation, count), 0);
+
+    const Holdings after;
+    EXPECT_EQ(after.descriptors, before.descriptors);
+    EXPECT_EQ(after.threads, before.threads);
+    EXPECT_LT(after.heap, before.heap + HEAP_SLACK);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,123 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "hana/common/hdbsql_executor.h"
+#include "platform/files/unique_fd.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/temporary_directory.h"
+
+namespace {
+
+using platform::secure_string;
+
+// The password is known by this text alone, of which each letter stands 13 places further on in the alphabet.
+const std::string ENCODED = "QngnonfrCnffjbeqBsGurGrfg";
+
+char rotate(char c) {
+  if (c >= 'a' && c <= 'z') return static_cast<char>('a' + (c - 'a' + 13) % 26);
+  if (c >= 'A' && c <= 'Z') return static_cast<char>('A' + (c - 'A' + 13) % 26);
+  return c;
+}
+
+secure_string make_password() {
+  secure_string password;
+  for (const char c : ENCODED)
+    password.push_back(rotate(c));
+  return password;
+}
+
+bool is_password(char seen, char encoded) {
+  return rotate(seen) == encoded;
+}
+
+bool holds_password(const char* begin, const char* end) {
+  return std::search(begin, end, ENCODED.begin(), ENCODED.end(), is_password) != end;
+}
+
+// How many pieces of this process's writable memory hold the password.
+int pieces_with_password() {
+  // They overlap, and are wiped so as not to be found themselves.
+  std::array<char, 64 * 1024> piece;
+  const platform::Unique_Fd memory(::open("/proc/self/mem", O_RDONLY | O_CLOEXEC));
+  std::ifstream maps("/proc/self/maps");
+  int pieces = 0;
+  std::string line;
+  while (std::getline(maps, line)) {
+    unsigned long begin = 0, end = 0;
+    char access[5] = {};
+    if (std::sscanf(line.c_str(), "%lx-%lx %4s", &begin, &end, access) != 3 || access[1] != 'w') continue;
+    for (unsigned long at = begin; at < end; at += piece.size() - ENCODED.size()) {
+      const std::size_t size = std::min<std::size_t>(piece.size(), end - at);
+      const ssize_t length = ::pread(memory.get(), piece.data(), size, static_cast<off_t>(at));
+      if (length > 0 && holds_password(piece.data(), piece.data() + length)) ++pieces;
+      ::explicit_bzero(piece.data(), piece.size());
+    }
+  }
+  return pieces;
+}
+
+class Line_Keeper : public platform::Text_Process_Handler {
+ public:
+  Line_Keeper() : Text_Process_Handler(0) {}
+  std::vector<std::string> lines;
+
+ protected:
+  int handle_stdout_line(const char* line, std::size_t length) override {
+    lines.emplace_back(line, length);
+    return 0;
+  }
+};
+
+// An hdbsql that prints its arguments and its environment, encoded, and ends with the status that the statement names.
+constexpr char TOOL[] =
+    "#!/bin/sh\n"
+    "encode() { tr '\\000a-zA-Z' '\\nn-za-mN-ZA-M' <$1; }\n"
+    "encode /proc/$$/cmdline\n"
+    "echo environment\n"
+    "encode /proc/$$/environ\n"
+    "encode /proc/$$/environ >&2\n"
+    "for last; do :; done\n"
+    "exit $last\n";
+
+TEST(Secrets, the_password_is_in_the_childs_one_argument_and_nowhere_else) {
+  const test::Temporary_Directory directory;
+  ASSERT_EQ(::chmod(directory.file("hdbsql", TOOL).c_str(), 0755), 0);
+  test::Log_Capture log;
+  Line_Keeper keeper;
+  {
+    sap_hana::Database_Info info{};
+    info.instance_info.dir_executable = directory.path();
+    sap_hana::HDBSQL_Executor executor("");
+    ASSERT_TRUE(executor.init(info, "SYSTEM", make_password()));
+    sap_hana::HDBSQL_Executor copy(executor);
+
+    EXPECT_TRUE(executor.execute("0", &keeper, nullptr));
+    EXPECT_FALSE(copy.execute("3", nullptr));
+    EXPECT_FALSE(copy.execute(std::string(2000, 'x'), nullptr));
+    sap_hana::HDBSQL_Executor missing("/no/such/hdbsql");
+    ASSERT_TRUE(missing.init(info, "SYSTEM", make_password()));
+    EXPECT_FALSE(missing.execute("0", nullptr));
+    EXPECT_GE(pieces_with_password(), 1) << "what the executors hold is not found, so neither would a leak be";
+  }
+
+  EXPECT_EQ(pieces_with_password(), 0);
+  EXPECT_EQ(log.take().size(), 3U);
+  EXPECT_GE(log.take_debug().size(), 3U);
+  ASSERT_EQ(std::count(keeper.lines.begin(), keeper.lines.end(), ENCODED), 1);
+  EXPECT_EQ(*std::prev(std::find(keeper.lines.begin(), keeper.lines.end(), ENCODED)), "-c");  // "-p", encoded
+  EXPECT_EQ(std::count_if(keeper.lines.begin(), keeper.lines.end(),
+                          [](const std::string& line) { return line.find(ENCODED) != std::string::npos; }),
+            1);
+  EXPECT_NE(std::find(keeper.lines.begin(), keeper.lines.end(), "environment"), keeper.lines.end());
+}
+
+}  // namespace
