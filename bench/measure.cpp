@@ -40,17 +40,6 @@ void print_row(const std::string& name, const std::string& ours, const std::stri
   std::fflush(stdout);
 }
 
-double seconds_of(const std::function<void()>& run) {
-  const auto begin = std::chrono::steady_clock::now();
-  run();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
-
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
-
 // Ours first, then the others in their order.
 std::vector<Beside> contestants(const Contest& contest) {
   std::vector<Beside> all{{"ours", contest.ours}};
@@ -125,6 +114,17 @@ class Median_Taker : public benchmark::BenchmarkReporter {
 };
 
 }  // namespace
+
+double seconds_of(const std::function<void()>& run) {
+  const auto begin = std::chrono::steady_clock::now();
+  run();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
 
 double race_loops(const Contest& contest) {
   static char program[] = "bench";

@@ -28,6 +28,9 @@ double race_loops(const Contest& contest);
 double race_runs(const Contest& contest, int rounds);
 double race_fresh_runs(const Contest& contest, int rounds);
 
+double seconds_of(const std::function<void()>& run);
+double median(std::vector<double> values);
+
 // The most memory, in bytes, that `run` adds to this process's, seen in a child.
 double peak_memory(const std::function<void()>& run);
 
