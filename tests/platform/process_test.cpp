@@ -483,11 +483,13 @@ TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
        -1, 0},
       {"forks meanwhile, and its children hold what was open then",
        [] {
-         std::thread([] {
+         std::thread([caller = ::getpid()] {
            for (int i = 0; i < 100; ++i) {
              if (::fork() == 0) {
                ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // comes when the thread ends, with its process
-               ::pause();
+               while (::getppid() == caller)        // which may have been before
+                 ::pause();
+               ::_exit(0);
              }
            }
            ::pause();
