@@ -115,6 +115,12 @@ bool HDBSQL_Executor::execute(const std::string& sql, platform::Text_Process_Han
     return false;
   }
 
+  if (sql.find('\0') != std::string::npos) {
+    // An argument ends at its first NUL: only the statement's beginning would be run.
+    platform::log_error("Failed to execute '%s'\n", sql.c_str());
+    return false;
+  }
+
   const std::string database_option = database_.empty() ? "" : "-d " + database_;
   platform::Process_Options options;
   options.handle_inheritance(0);

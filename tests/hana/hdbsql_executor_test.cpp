@@ -189,6 +189,8 @@ TEST_F(HdbsqlExecutor, what_cannot_be_run_is_refused_in_order_handler_init_state
   log_.expect_error("Failed to execute sql: sql is empty\n");
   EXPECT_FALSE(executor.execute("", &handler, NO_CALLBACK));
   log_.expect_error("Failed to execute sql: sql is empty\n");
+  EXPECT_FALSE(executor.execute(std::string("DELETE\0 WHERE", 13), NO_CALLBACK));
+  log_.expect_error("Failed to execute 'DELETE'\n");
 
   EXPECT_EQ(hdbsql_.take_statements(), std::vector<std::string>{});
 }
