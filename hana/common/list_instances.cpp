@@ -48,15 +48,21 @@ bool System_Instance_Lister::list_service(std::list<platform::Service_Info>& ser
   return !services.empty();
 }
 
-bool System_Instance_Lister::get_version(const std::string& dir_executable, const std::string& owner,
+bool System_Instance_Lister::get_version(const std::string& dir_executable, const platform::Service_Info& service,
                                          std::string& version) const {
   if (dir_executable.empty()) {
     platform::log_error("Failed to get HANA version: executable dir is empty\n");
     return false;
   }
 
+  const bool is_root = ::geteuid() == 0;
+  if (is_root && service.user == "root" && platform::has_gained_rights(service.pid)) {
+    platform::log_error("Failed to get HANA version\n");
+    return false;
+  }
+
   platform::Process_Options options;
-  if (::geteuid() == 0 && owner != "root") options.setreugid(owner.c_str());
+  if (is_root && service.user != "root") options.setreugid(service.user.c_str());
   options.setenv("LD_LIBRARY_PATH", "%s", dir_executable.c_str());
   options.command_line("%s/hdbsrvutil -v", dir_executable.c_str());
 
@@ -88,7 +94,7 @@ bool System_Instance_Lister::list(System_Instance_Info_List& infos) const {
     info.system_info.localhost = environment.hostname;
     info.dir_executable = environment.dir_executable;
     info.instance_name = name;
-    get_version(info.dir_executable, service.user, info.system_info.version);  // it has said why it has none
+    get_version(info.dir_executable, service, info.system_info.version);  // it has said why it has none
   }
   return true;
 }

@@ -14,8 +14,8 @@ namespace sap_hana {
 //
 // Holds no state, so threads may share one. Each call looks anew and runs "hdbsrvutil -v" once for every instance, one
 // after the other, on the caller's thread. A process tells the directory of that program itself, so a caller with
-// root's rights runs it as the process's owner: whoever makes a process that looks like a start service gains nothing
-// by it.
+// root's rights runs it as the process's owner, and not at all for a process that has root's rights only from its
+// program's file: whoever makes a process that looks like a start service gains nothing by it.
 class GUSTAIKRUM_EXPORT System_Instance_Lister {
  public:
   System_Instance_Lister() = default;
@@ -34,7 +34,8 @@ class GUSTAIKRUM_EXPORT System_Instance_Lister {
 
  private:
   bool list_service(std::list<platform::Service_Info>& services) const;
-  bool get_version(const std::string& dir_executable, const std::string& owner, std::string& version) const;
+  bool get_version(const std::string& dir_executable, const platform::Service_Info& service,
+                   std::string& version) const;
 };
 
 }  // namespace sap_hana

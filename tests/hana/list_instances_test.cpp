@@ -1,6 +1,7 @@
 #include "hana/common/list_instances.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -190,6 +191,35 @@ TEST_F(SystemInstanceLister, a_program_that_a_process_names_runs_with_no_more_ri
                               65534);
 
   EXPECT_EQ(list(), (Records{"ABC HDB66 65534", "HXE HDB90" + VERSION}));
+}
+
+TEST_F(SystemInstanceLister, a_set_user_id_program_lends_its_rights_to_no_version_tool) {
+  if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
+  const sandbox::Host host("system HXE { instance 90 }");
+  const std::string directory = "/usr/sap/false/HDB66/exe";
+  fs::create_directories(directory);
+  std::ofstream(directory + "/hdbsrvutil") << "#!/bin/sh\necho version: $(id -u)\n";
+  fs::permissions(directory + "/hdbsrvutil", fs::perms(0755));
+  const std::string program = directory + "/sapstartsrv";
+  fs::copy_file("/bin/sleep", program);
+  ASSERT_EQ(::chmod(program.c_str(), 04755), 0);
+  const std::string dir_executable = "DIR_EXECUTABLE=" + directory;
+  const char* const environment[] = {"SAPSYSTEMNAME=ABC", "HOSTNAME=h", "TINSTANCE=66", dir_executable.c_str(),
+                                     nullptr};
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    if (::setgid(65534) != 0 || ::setuid(65534) != 0) ::_exit(1);
+    ::execle(program.c_str(), program.c_str(), "60", nullptr, environment);
+    ::_exit(1);
+  }
+  while (fs::read_symlink("/proc/" + std::to_string(pid) + "/exe") != program)
+    std::this_thread::yield();
+
+  EXPECT_EQ(list(), (Records{"ABC HDB66 ", "HXE HDB90" + VERSION}));
+
+  log_.expect_error("Failed to get HANA version\n");
+  ::kill(pid, SIGKILL);
+  ::waitpid(pid, nullptr, 0);
 }
 
 TEST_F(SystemInstanceLister, an_instance_without_version_is_listed_and_the_failure_told) {
