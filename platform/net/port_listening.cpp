@@ -11,17 +11,21 @@
 #include <unistd.h>
 
 #include <array>
+#include <boost/algorithm/string/predicate.hpp>
 #include <cerrno>
-#include <cstdio>
-#include <fstream>
 #include <optional>
+#include <sstream>
 #include <string>
 
+#include "platform/files/file_content.h"
 #include "platform/files/unique_fd.h"
 #include "platform/log/log.h"
+#include "platform/text/format.h"
 
 namespace platform {
 namespace {
+
+constexpr std::size_t TABLE_LIMIT = std::size_t{256} << 20;  // bytes; some 150 for each socket
 
 bool ask(int socket, std::uint8_t family, std::uint16_t port) {
   struct {
@@ -80,17 +84,25 @@ std::optional<bool> listening_by_diagnosis(std::uint16_t port) {
   return false;
 }
 
+// True if an address of the kernel's, "0100007F:1F90", is one of that port.
+bool ends_with_port(const std::string& address, std::uint16_t port) {
+  const snprintf_t<8> suffix(":%04X", port);
+  return boost::ends_with(address, suffix.c_str());
+}
+
 // Reads one of the kernel's tables: "sl local_address:port remote_address:port state ...", numbers in hexadecimal.
 std::optional<bool> listening_by_table(const char* path, std::uint16_t port) {
-  std::ifstream table(path);
-  if (!table) return std::nullopt;
+  std::string content;
+  if (read_regular_file(path, content, TABLE_LIMIT) != File_Read::DONE) return std::nullopt;
 
+  std::istringstream table(content);
   std::string line;
   while (std::getline(table, line)) {
-    unsigned local_port = 0;
+    std::istringstream row(line);
+    std::string slot, local, remote;
     unsigned state = 0;
-    const bool row = std::sscanf(line.c_str(), " %*d: %*[0-9A-Fa-f]:%X %*[0-9A-Fa-f]:%*X %X", &local_port, &state) == 2;
-    if (row && local_port == port && state == TCP_LISTEN) return true;
+    row >> slot >> local >> remote >> std::hex >> state;
+    if (state == TCP_LISTEN && ends_with_port(local, port)) return true;
   }
   return false;
 }

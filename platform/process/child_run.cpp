@@ -23,7 +23,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr std::size_t READ_SIZE = 256 * 1024;
+constexpr std::size_t READ_SIZE = std::size_t{256} * 1024;
 constexpr milliseconds FOREVER{-1};
 
 // A child that has not been waited for. Its destructor leaves no zombie, whatever interrupted the run.

@@ -105,10 +105,8 @@ int Process_Options::setreugid(const char* user) {
   if (!groups) return fail("user '" + std::string(user == nullptr ? "" : user) + "' cannot be looked up");
 
   groups_ = std::move(*groups);
-  setruid(ids.uid);
-  seteuid(ids.uid);
-  setrgid(ids.gid);
-  setegid(ids.gid);
+  ruid_ = euid_ = ids.uid;
+  rgid_ = egid_ = ids.gid;
   return 0;
 }
 

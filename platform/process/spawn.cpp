@@ -200,7 +200,7 @@ void reset_signals() {
     ::sigaction(number, &standard, nullptr);
   sigset_t none;
   ::sigemptyset(&none);
-  ::sigprocmask(SIG_SETMASK, &none, nullptr);  // the child's only thread
+  ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
 }
 
 [[noreturn]] void run_child(Child_Plan& plan) {

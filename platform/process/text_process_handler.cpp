@@ -9,7 +9,7 @@
 namespace platform {
 namespace {
 
-constexpr std::size_t LINE_LIMIT = 16 * 1024 * 1024;
+constexpr std::size_t LINE_LIMIT = std::size_t{16} << 20;
 
 }  // namespace
 

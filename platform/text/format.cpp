@@ -10,7 +10,7 @@ bool string_vsprintf(std::string& output, const char* format, std::va_list args)
   std::string text;
   if (length >= 0) {
     text.resize(static_cast<std::size_t>(length));
-    std::vsnprintf(text.data(), text.size() + 1, format, again);
+    static_cast<void>(std::vsnprintf(text.data(), text.size() + 1, format, again));
     output.swap(text);
   }
   va_end(again);

@@ -10,8 +10,8 @@ int main() {
     void* const library = dlopen("libgustaikrum.so.0", RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) return std::puts(dlerror()), 1;
 
-    void* const symbol = dlsym(
-        library, "_ZN8sap_hana23instance_number_to_nameEtRNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
+    void* const symbol =
+        dlsym(library, "_ZN8sap_hana23instance_number_to_nameEtRNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
     if (symbol == nullptr) return std::puts(dlerror()), 1;
     std::string name;
     const bool ok = reinterpret_cast<bool (*)(std::uint16_t, std::string&)>(symbol)(7, name);
