@@ -95,8 +95,39 @@ TEST(HostReport, what_it_cannot_show_it_says) {
   }
   const sandbox::Host host("host db-7\nsystem HXE { instance 90 { unset HOSTNAME } }");
   const test::Outcome outcome = run("");
-  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.status, 3);
   EXPECT_EQ(outcome.output.find("host_report: SAP HANA runs on db-7, but no instance could be read"), 0U);
+  EXPECT_EQ(run("--json").output, outcome.output);
+}
+
+TEST(HostReport, as_json_it_tells_scripts_about_one_system) {
+  const sandbox::Host host(
+      "host db-7\n"
+      "system HDB { instance 00 }\n"
+      "system HXE { instance 90 { running no  version \"\"  environment { HOSTNAME \"a\\\"b\033\" } }\n"
+      "  topology { role \"\" }  replication { mode primary } }");
+
+  const test::Outcome outcome = run("--json --sid HXE | tr -d '\n '");
+  EXPECT_EQ(
+      outcome.output,
+      R"({"host":"db-7","systems":[{"active_master":true,"cluster":false,"instances":[{)"
+      R"("directory":"/usr/sap/HXE/HDB90","executables":"/usr/sap/HXE/HDB90/exe","host":"a\"b\u001b","name":"HDB90",)"
+      R"("number":90,"ports":[{"listening":false,"port":39000,"server":"daemon"},)"
+      R"({"listening":false,"port":39001,"server":"nameserver"},)"
+      R"({"listening":false,"port":39002,"server":"preprocessor"},)"
+      R"({"listening":false,"port":39010,"server":"compileserver"},)"
+      R"({"listening":false,"port":39017,"server":"statisticsserver"},)"
+      R"({"listening":false,"port":39013,"server":"SQL,systemdatabase"}],)"
+      R"("trace_directories":["/usr/sap/HXE/HDB90/db-7/trace"],"user":"hxeadm","version":null}],)"
+      R"("landscape_id":"5fb0d5a1-7c3e-4d2b-9a60-485845000000","master":["db-7:39001"],"multi_container":true,)"
+      R"("operation_mode":null,"replication_mode":"primary","role":null,"sid":"HXE","standby":null,"worker":["db-7"]}]})");
+
+  EXPECT_EQ(run("--sid HXE >/dev/full").status, 3);
+  EXPECT_EQ(run("--sid HXE --json").status, 0);
+  EXPECT_EQ(part(run("--sid HXE").output, "SAP HANA", "\n"), "SAP HANA on db-7: 1 system, 1 instance");
+  const test::Outcome none = run("--json --sid S1P 2>/dev/null");
+  EXPECT_EQ(none.status, 1);
+  EXPECT_EQ(none.output, "{\n  \"host\": \"db-7\",\n  \"systems\": []\n}\n");
 }
 
 TEST(HostReport, with_a_password_it_shows_what_sql_tells) {
@@ -137,6 +168,8 @@ TEST(HostReport, a_wrong_call_shows_the_usage) {
   EXPECT_EQ(run("--password-file -").output, "no password in standard input\n");
   EXPECT_EQ(run("--password-file HXE=/nowhere").output,
             "cannot read the password from /nowhere: No such file or directory\n");
+  EXPECT_EQ(run("--json --user SYSTEM").status, 2);
+  EXPECT_EQ(run("--sid ''").status, 2);
   EXPECT_EQ(run("everything").output.find("usage: host_report "), 0U);
 }
 

@@ -1,0 +1,110 @@
+#include "examples/support/system_report.h"
+
+#include "examples/support/terminal.h"
+#include "hana/common/environ_getter.h"
+#include "hana/common/nameserver_config_parser.h"
+#include "hana/common/replication_state_getter.h"
+#include "hana/common/server_port_manager.h"
+#include "hana/common/system_control.h"
+#include "platform/files/directory.h"
+#include "platform/process/service_lister.h"
+
+namespace example {
+namespace {
+
+using sap_hana::Name_Server_Config_Parser;
+using sap_hana::Server_Port_Manager;
+
+// The environment of one instance's start service; empty where it has gone meanwhile.
+sap_hana::HANA_Env_Value environment_of(const sap_hana::System_Instance_Info& instance) {
+  const std::string pattern = instance.system_info.sid + "/" + instance.instance_name + "/exe/sapstartsrv";
+  std::list<platform::Service_Info> services;
+  sap_hana::HANA_Env_Value environment{};
+  if (platform::Service_Lister().list_service(pattern.c_str(), services, false, "C") == 0 && !services.empty()) {
+    sap_hana::Environ_Getter::instance()->get(services.front().pid, environment);
+  }
+  return environment;
+}
+
+std::list<std::string> trace_directories(const std::string& instance_directory) {
+  std::list<std::string> directories;
+  for (const platform::Directory_Entry& entry : platform::iterate_directory(instance_directory, false, 0)) {
+    const std::string directory = instance_directory + "/" + entry.name + "/trace";
+    if (platform::is_directory(directory)) directories.push_back(directory);
+  }
+  directories.sort();
+  return directories;
+}
+
+std::vector<Port_Report> read_ports(std::uint16_t instance_number, bool multi_container) {
+  const struct {
+    Server_Port_Manager::Port_Type type;
+    const char* server;
+  } servers[] = {
+      {Server_Port_Manager::TYPE_DAEMON, "daemon"},
+      {Server_Port_Manager::TYPE_NAMESERVER, "name server"},
+      {Server_Port_Manager::TYPE_PREPROCESSOR, "preprocessor"},
+      {Server_Port_Manager::TYPE_COMPILESERVER, "compile server"},
+      {Server_Port_Manager::TYPE_STATISTICSSERVER, "statistics server"},
+      {multi_container ? Server_Port_Manager::TYPE_MDC_INDEXSERVER : Server_Port_Manager::TYPE_INDEXSERVER,
+       multi_container ? "SQL, system database" : "SQL"},
+  };
+  const Server_Port_Manager ports(instance_number);
+  std::vector<Port_Report> reports;
+  for (const auto& server : servers)
+    reports.push_back({server.server, ports.get_port(server.type), ports.is_listening(server.type)});
+  return reports;
+}
+
+Instance_Report read_instance(const sap_hana::System_Instance_Info& instance, bool multi_container) {
+  const sap_hana::HANA_Env_Value environment = environment_of(instance);
+  return {instance.instance_name,
+          instance.instance_number,
+          instance.system_info.localhost,
+          instance.system_info.version,
+          environment.user,
+          environment.instance_dir,
+          instance.dir_executable,
+          trace_directories(environment.instance_dir),
+          read_ports(instance.instance_number, multi_container)};
+}
+
+// What one of the parser's questions is answered with, if it is.
+template <class Answer>
+std::optional<Answer> ask(Name_Server_Config_Parser& config, bool (Name_Server_Config_Parser::*question)(Answer&)) {
+  Answer answer{};
+  return (config.*question)(answer) ? std::optional<Answer>(answer) : std::nullopt;
+}
+
+// The name server's view of the system. A key may well be missing, or the whole file.
+void read_topology(System_Report& report) {
+  const Quiet quiet;
+  Name_Server_Config_Parser config(report.sid);
+  report.master = ask(config, &Name_Server_Config_Parser::get_master);
+  report.worker = ask(config, &Name_Server_Config_Parser::get_worker);
+  report.standby = ask(config, &Name_Server_Config_Parser::get_standby);
+  report.cluster = ask(config, &Name_Server_Config_Parser::is_cluster);
+  report.active_master = ask(config, &Name_Server_Config_Parser::is_active_master);
+  report.role = ask(config, &Name_Server_Config_Parser::get_role).value_or("");
+
+  // Deliberately read where it fails as well: a primary may tell no more than its mode.
+  sap_hana::Replication_State_Getter::Replication_State state;
+  sap_hana::Replication_State_Getter(report.sid).get_state(state);
+  report.replication_mode = state.mode;
+  report.operation_mode = state.operation_mode;
+}
+
+}  // namespace
+
+System_Report read_system(const std::string& sid, const sap_hana::System_Instance_Info_List& instances) {
+  System_Report report{};
+  report.sid = sid;
+  report.multi_container = sap_hana::System_Controller(sid).is_multi_container();
+  sap_hana::Environ_Getter::instance()->get_landscape_id(sid.c_str(), report.landscape_id);
+  read_topology(report);
+  for (const sap_hana::System_Instance_Info& instance : instances)
+    report.instances.push_back(read_instance(instance, report.multi_container));
+  return report;
+}
+
+}  // namespace example
