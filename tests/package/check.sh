@@ -19,6 +19,20 @@ cmake --build "$work/find_package"
 g++ "$sources/consumer.cpp" -o "$work/pkg_config" $(pkg-config --cflags --libs gustaikrum)
 "$work/pkg_config"
 
+# Each header by itself, for either compiler and the language that a program may have chosen.
+headers=$root/usr/include/gustaikrum
+compile_alone() {
+  echo "#include <$3>" | "$1" -std="$2" -I"$headers" -Wall -Wextra -Wconversion -Wshadow -Werror -fsyntax-only -x c++ - ||
+    { echo "$3 does not compile by itself with $1 -std=$2"; return 255; }
+}
+export -f compile_alone
+export headers
+(cd "$headers" && for compiler in g++ clang++; do
+  for language in c++17 c++20; do
+    find . -name '*.h' -printf "$compiler $language %P\n"
+  done
+done) | xargs -P "$(nproc)" -L 1 bash -c 'compile_alone "$@"' -
+
 g++ -std=c++17 "$sources/loader.cpp" -o "$work/loader"
 "$work/loader"
 
