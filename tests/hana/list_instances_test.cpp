@@ -212,8 +212,12 @@ TEST_F(SystemInstanceLister, a_set_user_id_program_lends_its_rights_to_no_versio
     ::execle(program.c_str(), program.c_str(), "60", nullptr, environment);
     ::_exit(1);
   }
-  while (fs::read_symlink("/proc/" + std::to_string(pid) + "/exe") != program)
-    std::this_thread::yield();
+  // The environment is in place last.
+  std::string seen;
+  while (seen.find(dir_executable) == std::string::npos) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/environ");
+    seen.assign(std::istreambuf_iterator<char>(file), {});
+  }
 
   EXPECT_EQ(list(), (Records{"ABC HDB66 ", "HXE HDB90" + VERSION}));
 
