@@ -1,32 +1,20 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <array>
-#include <cstdio>
 #include <string>
 
 #include "sandbox/catalog_service.h"
 #include "sandbox/certificate.h"
+#include "tests/support/command.h"
 #include "tests/support/temporary_directory.h"
 
 namespace {
 
 using sandbox::Catalog_Service;
 
-struct Outcome {
-  int status;
-  std::string output;  // both streams
-};
+using test::Outcome;
 
 Outcome run(const std::string& arguments) {
-  Outcome outcome{-1, ""};
-  FILE* const pipe = ::popen((std::string(CATALOG_TOUR) + " " + arguments + " 2>&1").c_str(), "re");
-  if (pipe == nullptr) return outcome;
-  std::array<char, 4096> buffer;
-  while (const std::size_t got = std::fread(buffer.data(), 1, buffer.size(), pipe))
-    outcome.output.append(buffer.data(), got);
-  outcome.status = WEXITSTATUS(::pclose(pipe));
-  return outcome;
+  return test::run_command(std::string(CATALOG_TOUR) + " " + arguments);
 }
 
 bool says(const Outcome& outcome, const std::string& text) {

@@ -179,13 +179,18 @@ TEST_F(SystemInstanceLister, the_version_is_that_of_the_last_line_that_has_one) 
   }
 }
 
-TEST_F(SystemInstanceLister, a_program_that_a_process_names_runs_with_no_more_rights_than_its_owner) {
-  if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
-  const sandbox::Host host("system HXE { instance 90 }");
+std::string directory_of_a_tool_that_tells_its_user() {
   const std::string directory = "/usr/sap/false/HDB66/exe";
   fs::create_directories(directory);
   std::ofstream(directory + "/hdbsrvutil") << "#!/bin/sh\necho version: $(id -u)\n";
   fs::permissions(directory + "/hdbsrvutil", fs::perms(0755));
+  return directory;
+}
+
+TEST_F(SystemInstanceLister, a_program_that_a_process_names_runs_with_no_more_rights_than_its_owner) {
+  if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
+  const sandbox::Host host("system HXE { instance 90 }");
+  const std::string directory = directory_of_a_tool_that_tells_its_user();
   const test::Child pretender(directory + "/sapstartsrv", {},
                               {"SAPSYSTEMNAME=ABC", "HOSTNAME=h", "TINSTANCE=66", "DIR_EXECUTABLE=" + directory},
                               65534);
@@ -196,10 +201,7 @@ TEST_F(SystemInstanceLister, a_program_that_a_process_names_runs_with_no_more_ri
 TEST_F(SystemInstanceLister, a_set_user_id_program_lends_its_rights_to_no_version_tool) {
   if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
   const sandbox::Host host("system HXE { instance 90 }");
-  const std::string directory = "/usr/sap/false/HDB66/exe";
-  fs::create_directories(directory);
-  std::ofstream(directory + "/hdbsrvutil") << "#!/bin/sh\necho version: $(id -u)\n";
-  fs::permissions(directory + "/hdbsrvutil", fs::perms(0755));
+  const std::string directory = directory_of_a_tool_that_tells_its_user();
   const std::string program = directory + "/sapstartsrv";
   fs::copy_file("/bin/sleep", program);
   ASSERT_EQ(::chmod(program.c_str(), 04755), 0);
