@@ -168,9 +168,12 @@ struct Child_Plan {
 };
 
 bool redirect(int descriptor, int source, int null_mode) {
-  const int from = source >= 0 ? source : ::open(DEVNULL, null_mode);
-  if (from < 0) return false;
-  return from == descriptor || ::dup2(from, descriptor) == descriptor;
+  if (source >= 0) return ::dup2(source, descriptor) == descriptor;
+  const int null = ::open(DEVNULL, null_mode);
+  if (null < 0 || null == descriptor) return null >= 0;
+  const bool redirected = ::dup2(null, descriptor) == descriptor;
+  ::close(null);  // not among those that were open before
+  return redirected;
 }
 
 bool close_others(const Child_Plan& plan) {
