@@ -9,7 +9,7 @@
 #include <map>
 #include <random>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include "hana/common/backint_catalog_helper.h"
 #include "platform/http/http_session.h"
@@ -45,13 +45,53 @@ Backup_File_Info make_file(std::uint64_t number) {
   return file;
 }
 
-std::string text_of(const Backup_File_Info& file) {
+template <class Record>
+std::string text_of(const Record& record) {
   platform::json::Object object;
-  file >> object;
+  record >> object;
   return platform::json::JSON_Dump(object, false).str();
 }
 
-enum class Known { PRESENT, ABSENT, EITHER };
+Backint_Backup_Job_Info make_job(std::uint64_t number) {
+  Backint_Backup_Job_Info job;
+  job.uuid = "job " + std::to_string(number);
+  job.sid = "HXE";
+  job.database_backup_id = number;
+  return job;
+}
+
+// The records of one kind by their numbers, and what the client was told about each.
+class Told {
+ public:
+  std::uint64_t make() { return next_++; }
+  void added(std::uint64_t number, bool confirmed) { known_[number] = confirmed ? PRESENT : EITHER; }
+  void removed(std::uint64_t number, bool confirmed) {
+    Known& known = known_[number];
+    known = confirmed ? ABSENT : known == PRESENT ? EITHER : known;
+  }
+  // Whether a record that was looked up may be there, or may not.
+  bool allows(std::uint64_t number, bool present) const {
+    return known_.at(number) == EITHER || (known_.at(number) == PRESENT) == present;
+  }
+
+  bool empty() const { return known_.empty(); }
+  std::size_t size() const { return known_.size(); }
+  std::uint64_t any(std::uint64_t random) const {
+    const auto found = known_.lower_bound(random % next_);
+    return found == known_.end() ? known_.begin()->first : found->first;
+  }
+  std::vector<std::uint64_t> numbers() const {
+    std::vector<std::uint64_t> numbers;
+    for (const auto& entry : known_)
+      numbers.push_back(entry.first);
+    return numbers;
+  }
+
+ private:
+  enum Known { PRESENT, ABSENT, EITHER };
+  std::map<std::uint64_t, Known> known_;
+  std::uint64_t next_ = 0;
+};
 
 class Soak {
  public:
@@ -59,13 +99,20 @@ class Soak {
       : random_(seed),
         proxy_(service_.port(), seed),
         client_(helper_for(proxy_.port())),
-        direct_(helper_for(service_.port())) {}
+        direct_(helper_for(service_.port())) {
+    Backint_Backup_Job_Info job;
+    job.uuid = FILES_JOB;
+    direct_.check_and_add_job(job);
+  }
 
   void step() {
-    if (next_ % 50 == 0) add_job();
     if (random_() % 10 == 0) service_.fail_next({sandbox::Catalog_Fault::REPLY, 503, "{}"});
-    const auto choice = files_.empty() ? 3 : random_() % 4;
-    confirmed_ += (choice == 0 ? remove() : choice == 1 ? look() : add()) ? 1 : 0;
+    const bool with_job = random_() % 4 == 0;
+    const auto choice = (with_job ? jobs_ : files_).empty() ? 2 : random_() % 4;
+    const bool confirmed = choice == 0   ? remove(with_job)
+                           : choice == 1 ? (with_job ? look_at_job() : look_at_file())
+                                         : add(with_job);
+    confirmed_ += confirmed ? 1 : 0;
     ++steps_;
   }
 
@@ -73,72 +120,89 @@ class Soak {
   bool is_right() {
     service_.take_requests();
     use_up_faults();
+    if (!seen_right_) std::puts("what was looked up was not as it had been confirmed");
+    return seen_right_ && files_are_right() && jobs_are_right();
+  }
+
+  void report() const {
+    std::printf("%d requests, %d confirmed, %zu files, %zu jobs\n", steps_, confirmed_, files_.size(), jobs_.size());
+  }
+
+ private:
+  static constexpr const char* FILES_JOB = "the job of all files";
+
+  // A fault that was meant for a request that never reached the service is still there.
+  void use_up_faults() {
+    Backint_Backup_Job_Info job;
+    job.uuid = FILES_JOB;
+    while (!direct_.check_and_add_job(job)) {
+    }
+  }
+
+  bool add(bool with_job) {
+    Told& told = with_job ? jobs_ : files_;
+    const std::uint64_t number = told.make();
+    const bool confirmed =
+        with_job ? client_.add_job(make_job(number)) : client_.add_file(FILES_JOB, make_file(number));
+    told.added(number, confirmed);
+    return confirmed;
+  }
+
+  bool remove(bool with_job) {
+    Told& told = with_job ? jobs_ : files_;
+    const std::uint64_t number = told.any(random_());
+    const bool confirmed = with_job ? client_.remove_job(make_job(number).uuid.c_str())
+                                    : client_.remove_file(make_file(number).extern_backup_id.c_str());
+    told.removed(number, confirmed);
+    return confirmed;
+  }
+
+  bool look_at_file() {
+    const std::uint64_t number = files_.any(random_());
+    const Backup_File_Info file = make_file(number);
+    Backup_File_Info found{};
+    if (!client_.get_file_by_ebid(file.extern_backup_id.c_str(), found)) return false;
+    seen_right_ = seen_right_ && files_.allows(number, true) && text_of(found) == text_of(file);
+    return true;
+  }
+
+  bool look_at_job() {
+    const std::uint64_t number = jobs_.any(random_());
+    const Backint_Backup_Job_Info job = make_job(number);
+    Backint_Backup_Job_Info found;
+    if (!client_.get_job(job.uuid.c_str(), found)) return false;
+    seen_right_ = seen_right_ && jobs_.allows(number, true) && text_of(found) == text_of(job);
+    return true;
+  }
+
+  bool files_are_right() {
     std::map<std::string, std::string> held;
-    if (!seen_right_ || !read_all(held)) return false;
-    for (const auto& [number, known] : files_) {
+    if (!read_all(held)) return false;
+    for (const std::uint64_t number : files_.numbers()) {
       const Backup_File_Info file = make_file(number);
       const auto found = held.find(file.extern_backup_id);
       const bool present = found != held.end();
-      const bool wrong = (known == Known::PRESENT && !present) || (known == Known::ABSENT && present) ||
-                         (present && found->second != text_of(file));
-      if (wrong) std::printf("file %llu is not as it was confirmed\n", static_cast<unsigned long long>(number));
-      if (wrong) return false;
+      if (!files_.allows(number, present) || (present && found->second != text_of(file)))
+        return is_wrong("file", number);
       if (present) held.erase(found);
     }
     if (!held.empty()) std::printf("%zu files came from nowhere\n", held.size());
     return held.empty();
   }
 
-  void report() const { std::printf("%d requests, %d confirmed, %zu files\n", steps_, confirmed_, files_.size()); }
-
- private:
-  static std::string job_of(std::uint64_t number) { return "job " + std::to_string(number / 50); }
-
-  // A fault that was meant for a request that never reached the service is still there.
-  void use_up_faults() {
-    Backint_Backup_Job_Info job;
-    job.uuid = "no job";
-    while (!direct_.check_and_add_job(job)) {
+  bool jobs_are_right() {
+    for (const std::uint64_t number : jobs_.numbers()) {
+      const Backint_Backup_Job_Info job = make_job(number);
+      Backint_Backup_Job_Info found;
+      const bool present = direct_.get_job(job.uuid.c_str(), found);
+      if (!jobs_.allows(number, present) || (present && text_of(found) != text_of(job))) return is_wrong("job", number);
     }
-  }
-
-  void add_job() {
-    use_up_faults();
-    Backint_Backup_Job_Info job;
-    job.uuid = job_of(next_);
-    direct_.check_and_add_job(job);
-  }
-
-  bool add() {
-    const std::uint64_t number = next_++;
-    const bool told = client_.add_file(job_of(number).c_str(), make_file(number));
-    files_[number] = told ? Known::PRESENT : Known::EITHER;
-    return told;
-  }
-
-  std::pair<const std::uint64_t, Known>& pick() {
-    const auto file = files_.lower_bound(random_() % next_);
-    return file == files_.end() ? *files_.begin() : *file;
-  }
-
-  bool remove() {
-    auto& [number, known] = pick();
-    const bool told = client_.remove_file(make_file(number).extern_backup_id.c_str());
-    if (told) {
-      known = Known::ABSENT;
-    } else if (known == Known::PRESENT) {
-      known = Known::EITHER;
-    }
-    return told;
-  }
-
-  bool look() {
-    const auto& [number, known] = pick();
-    const Backup_File_Info file = make_file(number);
-    Backup_File_Info found{};
-    if (!client_.get_file_by_ebid(file.extern_backup_id.c_str(), found)) return false;
-    seen_right_ = seen_right_ && known != Known::ABSENT && text_of(found) == text_of(file);
     return true;
+  }
+
+  static bool is_wrong(const char* kind, std::uint64_t number) {
+    std::printf("%s %llu is not as it was confirmed\n", kind, static_cast<unsigned long long>(number));
+    return false;
   }
 
   bool read_all(std::map<std::string, std::string>& held) {
@@ -161,8 +225,8 @@ class Soak {
   test::Flaky_Proxy proxy_;
   Backint_Catalog_helper client_;
   Backint_Catalog_helper direct_;
-  std::map<std::uint64_t, Known> files_;
-  std::uint64_t next_ = 0;
+  Told files_;
+  Told jobs_;
   bool seen_right_ = true;  // whatever was looked up was as it had been confirmed
   int steps_ = 0;
   int confirmed_ = 0;
