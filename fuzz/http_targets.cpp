@@ -1,8 +1,11 @@
 #include <algorithm>
 #include <boost/algorithm/string.hpp>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "fuzz/fuzz.h"
+#include "platform/http/header_line.h"
 #include "platform/http/http_encoding.h"
 #include "platform/http/http_message.h"
 
@@ -66,6 +69,24 @@ void header_list(std::string_view input) {
   response.content_length();
 }
 
-const bool known = fuzz::add("encoding", encoding) && fuzz::add("header_list", header_list);
+// Each line of the input is a line of a response's header.
+void header_lines(std::string_view input) {
+  platform::HTTP_Headers headers;
+  std::vector<std::string> lines, wanted;
+  boost::split(lines, input, boost::is_any_of("\n"));
+  for (const std::string& line : lines) {
+    platform::add_header_line(line, headers);
+    if (!boost::istarts_with(line, "Connection:")) continue;
+    std::string value = line.substr(std::string("Connection:").size());
+    boost::trim_left_if(value, boost::is_any_of(" \t"));
+    boost::trim_right_if(value, boost::is_any_of(" \t\r\n"));
+    wanted.emplace_back(value.c_str());
+  }
+  const std::optional<std::string> kept = headers.get(platform::HTTP_HEADER_CONNECTION, true);
+  fuzz::expect(kept.value_or("") == boost::join(wanted, ", "), "what stands behind a name is kept");
+}
+
+const bool known =
+    fuzz::add("encoding", encoding) && fuzz::add("header_list", header_list) && fuzz::add("header_lines", header_lines);
 
 }  // namespace

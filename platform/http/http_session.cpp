@@ -3,7 +3,6 @@
 #include <curl/curl.h>
 #include <pthread.h>
 #include <signal.h>
-#include <strings.h>
 
 #include <array>
 #include <cerrno>
@@ -13,6 +12,7 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/http/header_line.h"
 #include "platform/log/log.h"
 
 namespace platform {
@@ -72,22 +72,6 @@ struct Exchange {
   bool over_limit = false;
 };
 
-void add_header_line(HTTP_Response& response, std::string_view line) {
-  static constexpr std::pair<std::string_view, HTTP_Header_Id> NAMES[] = {
-      {"Connection:", HTTP_HEADER_CONNECTION},
-      {"Content-Length:", HTTP_HEADER_CONTENT_LENGTH},
-      {"Content-Type:", HTTP_HEADER_CONTENT_TYPE},
-      {"Transfer-Encoding:", HTTP_HEADER_TRANSFER_ENCODING},
-  };
-  for (const auto& [name, id] : NAMES) {
-    if (line.size() < name.size() || ::strncasecmp(line.data(), name.data(), name.size()) != 0) continue;
-    std::string value(line.substr(name.size()));
-    value.erase(0, value.find_first_not_of(" \t"));
-    value.erase(value.find_last_not_of(" \t\r\n") + 1);
-    response.headers().put(id, value.c_str(), false);
-  }
-}
-
 // A status line, "HTTP/1.1 200 OK", begins a header; one of an interim response is not the last.
 std::size_t take_header_line(std::string_view line, Exchange& exchange) {
   exchange.header_bytes += line.size();
@@ -101,7 +85,7 @@ std::size_t take_header_line(std::string_view line, Exchange& exchange) {
   } else if (line == "\r\n" || line == "\n") {
     exchange.header_whole = !exchange.interim;
   } else {
-    add_header_line(exchange.response, line);
+    add_header_line(line, exchange.response.headers());
   }
   return line.size();
 }

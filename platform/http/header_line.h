@@ -1,0 +1,31 @@
+#pragma once
+
+#include <strings.h>
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "platform/http/http_headers.h"
+
+namespace platform {
+
+// Takes a line of a response's header, "Content-Length: 5\r\n", if it is one of the headers that are kept: the value
+// without the blanks around it is added to those of the same name.
+inline void add_header_line(std::string_view line, HTTP_Headers& headers) {
+  static constexpr std::pair<std::string_view, HTTP_Header_Id> NAMES[] = {
+      {"Connection:", HTTP_HEADER_CONNECTION},
+      {"Content-Length:", HTTP_HEADER_CONTENT_LENGTH},
+      {"Content-Type:", HTTP_HEADER_CONTENT_TYPE},
+      {"Transfer-Encoding:", HTTP_HEADER_TRANSFER_ENCODING},
+  };
+  for (const auto& [name, id] : NAMES) {
+    if (line.size() < name.size() || ::strncasecmp(line.data(), name.data(), name.size()) != 0) continue;
+    std::string value(line.substr(name.size()));
+    value.erase(0, value.find_first_not_of(" \t"));
+    value.erase(value.find_last_not_of(" \t\r\n") + 1);
+    headers.put(id, value.c_str(), false);
+  }
+}
+
+}  // namespace platform
