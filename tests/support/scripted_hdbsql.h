@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "hana/common/hdbsql_executor.h"
+#include "platform/instances/instance.h"
 #include "tests/support/temporary_directory.h"
 
 namespace test {
@@ -50,6 +51,18 @@ class Scripted_Hdbsql {
     info.instance_info.system_info.multi_container = true;
     info.instance_info.dir_executable = directory();
     return info;
+  }
+
+  // The same instance as a host program configures it.
+  platform::Instance configured() const {
+    platform::Instance instance;
+    instance.set_option("sid", "HXE");
+    instance.set_option("instance_number", 90);
+    instance.set_option("instance_name", "HDB90");
+    instance.set_option("localhost", "hxehost");
+    instance.set_option("dir_executable", directory());
+    instance.set_option("multi_container", true);
+    return instance;
   }
 
   // Connected to that instance.
