@@ -35,12 +35,9 @@ secure_string make_password() {
   return password;
 }
 
-bool is_password(char seen, char encoded) {
-  return rotate(seen) == encoded;
-}
-
 bool holds_password(const char* begin, const char* end) {
-  return std::search(begin, end, ENCODED.begin(), ENCODED.end(), is_password) != end;
+  const auto same = [](char seen, char encoded) { return rotate(seen) == encoded; };
+  return std::search(begin, end, ENCODED.begin(), ENCODED.end(), same) != end;
 }
 
 // How many pieces of this process's writable memory hold the password.
@@ -112,12 +109,12 @@ TEST(Secrets, the_password_is_in_the_childs_one_argument_and_nowhere_else) {
   EXPECT_EQ(pieces_with_password(), 0);
   EXPECT_EQ(log.take().size(), 3U);
   EXPECT_GE(log.take_debug().size(), 3U);
-  ASSERT_EQ(std::count(keeper.lines.begin(), keeper.lines.end(), ENCODED), 1);
-  EXPECT_EQ(*std::prev(std::find(keeper.lines.begin(), keeper.lines.end(), ENCODED)), "-c");  // "-p", encoded
-  EXPECT_EQ(std::count_if(keeper.lines.begin(), keeper.lines.end(),
-                          [](const std::string& line) { return line.find(ENCODED) != std::string::npos; }),
-            1);
-  EXPECT_NE(std::find(keeper.lines.begin(), keeper.lines.end(), "environment"), keeper.lines.end());
+  const auto holds = [](const std::string& line) { return line.find(ENCODED) != std::string::npos; };
+  ASSERT_EQ(std::count_if(keeper.lines.begin(), keeper.lines.end(), holds), 1);
+  const auto password = std::find(keeper.lines.begin(), keeper.lines.end(), ENCODED);
+  ASSERT_NE(password, keeper.lines.end());
+  EXPECT_EQ(*std::prev(password), "-c");  // "-p", encoded
+  EXPECT_NE(std::find(password, keeper.lines.end(), "environment"), keeper.lines.end());
 }
 
 }  // namespace
