@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <regex>
+#include <tuple>
 
 #include "platform/json/object.h"
 #include "platform/json/text.h"
@@ -300,26 +301,22 @@ TEST(BackintCatalogHelper, over_tls_nothing_is_sent_to_a_server_that_the_ca_does
   ASSERT_TRUE(sandbox::write_certificate(folder / "server.pem", folder / "server.key"));
   ASSERT_TRUE(sandbox::write_certificate(folder / "other.pem", folder / "other.key"));
   Catalog_Service service({0, ":memory:", "backint", "geheim", folder / "server.pem", folder / "server.key"});
-  const struct {
-    std::string ca_file;
-    bool verify;
-    bool ok;
-  } cases[] = {{folder / "server.pem", true, true},
-               {folder / "other.pem", true, false},
-               {"", true, false},
-               {folder / "missing.pem", true, false},
-               {"", false, true}};
-  for (const auto& c : cases) {
+  const std::tuple<std::string, bool, bool> cases[] = {{folder / "server.pem", true, true},
+                                                       {folder / "other.pem", true, false},
+                                                       {"", true, false},
+                                                       {folder / "missing.pem", true, false},
+                                                       {"", false, true}};
+  for (const auto& [ca_file, verify, ok] : cases) {
     test::Log_Capture log;
     HTTP_Session_Options options = options_for(service.base_url());
-    options.ca_file = c.ca_file;
-    options.verify_peer = c.verify;
+    options.ca_file = ca_file;
+    options.verify_peer = verify;
     Backint_Catalog_helper helper = helper_for(options);
 
-    EXPECT_EQ(helper.add_job(sample_job("job" + c.ca_file)), c.ok) << c.ca_file;
+    EXPECT_EQ(helper.add_job(sample_job("job" + ca_file)), ok) << ca_file;
 
-    if (!c.ok) log.expect_error("Failed to add backint job: Failed to post /vx/r/hana/backint/job, status 0\n");
-    EXPECT_EQ(service.take_requests().size(), c.ok ? 1U : 0U) << c.ca_file;
+    if (!ok) log.expect_error("Failed to add backint job: Failed to post /vx/r/hana/backint/job, status 0\n");
+    EXPECT_EQ(service.take_requests().size(), ok ? 1U : 0U) << ca_file;
   }
 }
 
