@@ -2,82 +2,61 @@
 # How sandboxes are entered and left. Usage: entry_test.sh SANDBOX_PROGRAM
 sandbox=$1
 self=$(realpath "$0")
+marker=9$RANDOM$$
 failures=0
 
-check() {
-    local what=$1
-    shift
-    "$@" || {
-        echo "FAILED: $what"
-        failures=$((failures + 1))
-    }
-}
-
-# status_is STATUS COMMAND...
-status_is() {
-    local wanted=$1 status=0
-    shift
+# expect STATUS WHAT COMMAND...
+expect() {
+    local wanted=$1 what=$2 status=0
+    shift 2
     "$@" || status=$?
-    [ "$status" = "$wanted" ]
+    [ "$status" = "$wanted" ] && return
+    echo "FAILED: $what"
+    failures=$((failures + 1))
 }
 
-runs() { pgrep -f "^sleep $1\$" >/dev/null; }
+runs() { pgrep -f "^sleep $marker\$" >/dev/null; }
 
-marker=9$RANDOM$$
 common() {
-    check "the command's exit status passes through" status_is 7 "$sandbox" run --bare -- sh -c 'exit 7'
-    check "a killing signal shows in the status" status_is 143 "$sandbox" run --bare -- sh -c 'kill -TERM $$'
-    check "a program that is not there is 127" status_is 127 "$sandbox" run --bare -- /nowhere/x 2>/dev/null
-    check "a wrong call is 2" status_is 2 "$sandbox" run --wrong 2>/dev/null
-    check "a wrong host is 1" status_is 1 "$sandbox" run --host <(echo 'system X') -- true 2>/dev/null
-    check "a command without a host finds none" "$sandbox" run --bare -- test ! -e /usr/sap/sapservices
-    check "a command finds the host" "$sandbox" run -- test -x /usr/sap/HXE/HDB90/exe/sapstartsrv
-    "$sandbox" run -- sh -c "sleep $marker & setsid sleep $marker & sleep 0.1"
-    check "what the command leaves behind ends with it" status_is 1 runs "$marker"
+    expect 7 "the command's exit status passes through" "$sandbox" run --bare -- sh -c 'exit 7'
+    expect 143 "a killing signal shows in the status" "$sandbox" run --bare -- sh -c 'kill -TERM $$'
+    expect 127 "a program that is not there" "$sandbox" run --bare -- /nowhere/x 2>/dev/null
+    expect 2 "a wrong call" "$sandbox" run --wrong 2>/dev/null
+    expect 1 "a wrong host" "$sandbox" run --host <(echo 'system X') -- true 2>/dev/null
+    "$sandbox" run --bare -- sh -c "sleep $marker & setsid sleep $marker & sleep 0.1"
+    expect 1 "what the command leaves behind ends with it" runs
 }
 
 private() {
-    # Each finds the same ports free, and a /tmp without the other's file; they overlap in time.
-    local pids=() pid
-    for _ in 1 2; do
-        "$sandbox" run -- sh -c 'test ! -e /tmp/mark && touch /tmp/mark && sleep 0.5 &&
-            pgrep -f "[H]DB90/exe/hdbindexserver" | wc -l | grep -qx 1' &
-        pids+=($!)
-    done
-    for pid in "${pids[@]}"; do
-        check "two sandboxes do not meet" wait "$pid"
-    done
-    "$sandbox" run --bare -- sleep "$marker" &
-    pid=$!
-    until runs "$marker"; do :; done
-    kill -KILL "$pid"
-    for _ in $(seq 100); do runs "$marker" && sleep 0.05; done
-    check "nothing survives a killed sandbox" status_is 1 runs "$marker"
+    "$sandbox" run -- sh -c "touch /tmp/mark && exec sleep $marker" &
+    until runs; do :; done
+    expect 0 "two sandboxes do not meet, and each has the same ports" "$sandbox" run -- \
+        sh -c 'test ! -e /tmp/mark && pgrep -cf "[H]DB90/exe/hdbindexserver" | grep -qx 1'
+    kill -KILL $!
+    for _ in $(seq 100); do runs && sleep 0.05; done
+    expect 1 "nothing survives a killed sandbox" runs
 }
 
 # Root without the right to make namespaces, on a machine whose /usr and /etc may be written to.
 plain() {
     local before
     before=$(cat /etc/passwd /etc/group /etc/hosts)
-    check "nothing is said to be private" grep -q "one sandbox at a time" <("$sandbox" probe)
+    expect 0 "nothing is said to be private" grep -q "one sandbox at a time" <("$sandbox" probe)
     common 2>/dev/null
     "$sandbox" run -- sleep "$marker" 2>/dev/null &
-    local pid=$!
-    until runs "$marker"; do :; done
-    kill -KILL $pid
-    check "a killed run leaves its mark" test -e /usr/sap/.sandbox
-    check "the next run removes what a killed one left" "$sandbox" run --bare -- \
+    until runs; do :; done
+    kill -KILL $!
+    expect 0 "the next run removes what a killed one left" "$sandbox" run --bare -- \
         sh -c 'test ! -e /usr/sap/HXE && ! grep hxeadm /etc/passwd && ! pgrep -f "[H]DB90/exe"' 2>/dev/null
     "$sandbox" run -- sleep "$marker" 2>/dev/null &
-    pid=$!
-    until pgrep -P $pid -f "^sleep $marker|run --" >/dev/null; do :; done
-    kill -TERM $pid
-    wait $pid
-    check "an ended run leaves nothing" test ! -e /usr/sap
-    check "the files of names are as before" test "$before" = "$(cat /etc/passwd /etc/group /etc/hosts)"
+    until runs; do :; done
+    kill -TERM $!
+    wait $!
+    expect 0 "an ended run leaves nothing" test ! -e /usr/sap
+    expect 0 "the files of names are as before" test "$before" = "$(cat /etc/passwd /etc/group /etc/hosts)"
     mkdir -p /usr/sap/HXE
-    check "a /usr/sap that is not the sandbox's is not touched" status_is 2 "$sandbox" run -- true 2>/dev/null
-    check "nor removed" test -d /usr/sap/HXE
+    expect 2 "a /usr/sap that is not the sandbox's is not touched" "$sandbox" run -- true 2>/dev/null
+    expect 0 "nor removed" test -d /usr/sap/HXE
     exit $failures
 }
 
@@ -92,11 +71,11 @@ fi
 [ "${2-}" = refused ] && plain
 
 common
-case $("$sandbox" probe) in
-*"private namespaces"*) private ;;
-esac
-case $("$sandbox" probe) in
-*"as root"*) check "the plain way" "$sandbox" run --bare -- unshare --mount "$self" "$sandbox" plain ;;
-*) echo "not run: the plain way, which takes root" ;;
-esac
+way=$("$sandbox" probe)
+[[ $way != *"private namespaces"* ]] || private
+if [[ $way == *"as root"* ]]; then
+    expect 0 "the plain way" "$sandbox" run --bare -- unshare --mount "$self" "$sandbox" plain
+else
+    echo "not run: the plain way, which takes root"
+fi
 exit $failures
