@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "platform/process/accounts.h"
 #include "tests/support/child.h"
 #include "tests/support/log_capture.h"
@@ -19,58 +17,38 @@ class ServiceLister : public testing::Test {
   // A program name that nothing else on this host has.
   std::string program(const std::string& name) const { return "/lister_test/" + std::to_string(::getpid()) + name; }
 
-  std::list<Service_Info> list(const std::string& pattern) const {
-    std::list<Service_Info> services;
-    EXPECT_EQ(platform::Service_Lister().list_service(pattern.c_str(), services, false, "C"), 0) << pattern;
-    return services;
+  // Lists behind an entry that is there already.
+  int list(const std::string& pattern) {
+    services_ = {{"before", "", 0}};
+    return platform::Service_Lister().list_service(pattern.c_str(), services_, false, "C");
   }
 
+  std::list<Service_Info> services_;
   test::Log_Capture log_;
 };
 
 TEST_F(ServiceLister, matching_processes_are_appended_by_pid_with_their_arguments_and_owner) {
-  const Child first(program("/HXE/sapstartsrv"), {"pf=/profile", "", "a b", "-u"});
-  const Child other(program("/ABC/other"));
   platform::User_Ids daemon{};
   ASSERT_EQ(platform::find_user("daemon", daemon), 0);
-  const uid_t other_user = ::geteuid() == 0 ? daemon.uid : ::geteuid();
-  const Child second(program("/HXE/sapstartsrv"), {}, {}, other_user);
-
-  std::list<Service_Info> services{{"before", "", 0}};
-  ASSERT_EQ(platform::Service_Lister().list_service(program("/HXE.*sapstartsrv").c_str(), services, false, "C"), 0);
-
-  ASSERT_EQ(services.size(), 3U);
-  services.pop_front();
-  const auto& lower = first.pid() < second.pid() ? first : second;
-  EXPECT_EQ(services.front().pid, lower.pid());
-  EXPECT_EQ(services.back().pid, first.pid() + second.pid() - lower.pid());
-  for (const Service_Info& service : services) {
-    const bool is_first = service.pid == first.pid();
-    EXPECT_EQ(service.cmd, is_first ? first.command_line() : second.command_line());
-    EXPECT_EQ(service.user, platform::user_name(is_first ? ::geteuid() : other_user));
-  }
-}
-
-TEST_F(ServiceLister, a_user_without_a_name_is_told_by_its_number) {
-  EXPECT_EQ(platform::user_name(0), "root");
-  EXPECT_EQ(platform::user_name(4000000000), "4000000000");
-}
-
-TEST_F(ServiceLister, a_process_that_has_ended_is_passed_over) {
-  Child ended(program("/ended"));
-  ASSERT_EQ(list(program("/ended")).size(), 1U);
-
+  const Child one(program("/HXE/sapstartsrv"), {"pf=/profile", "", "a b", "-u"});
+  const Child other(program("/ABC/other"));
+  const Child two(program("/HXE/sapstartsrv"), {}, {}, ::geteuid() == 0 ? daemon.uid : ::geteuid());
+  Child ended(program("/HXE/sapstartsrv"));
   ended.end();
 
-  EXPECT_EQ(list(program("/ended")).size(), 0U);
-}
+  ASSERT_EQ(list(program("/HXE.*sapstartsrv")), 0);
 
-TEST_F(ServiceLister, a_pattern_that_does_not_compile_is_a_failure_and_appends_nothing) {
-  for (const char* pattern : {"(", "[", "*", "(.*exe/sapstartsrv"}) {
-    std::list<Service_Info> services{{"before", "", 0}};
-    EXPECT_NE(platform::Service_Lister().list_service(pattern, services, false, "C"), 0) << pattern;
-    EXPECT_EQ(services.size(), 1U);
+  ASSERT_EQ(services_.size(), 3U);
+  EXPECT_LT(std::next(services_.begin())->pid, services_.back().pid);
+  services_.pop_front();
+  for (const Service_Info& service : services_) {
+    const bool is_one = service.pid == one.pid();
+    EXPECT_EQ(service.cmd, is_one ? one.command_line() : two.command_line());
+    EXPECT_EQ(service.user, is_one || ::geteuid() != 0 ? platform::user_name(::geteuid()) : "daemon");
   }
+  ASSERT_EQ(list("^$"), 0);
+  EXPECT_EQ(services_.size(), 1U) << "what has ended has no arguments";
+  EXPECT_EQ(platform::user_name(4000000000), "4000000000") << "one without a name";
 }
 
 TEST_F(ServiceLister, hostile_command_lines_do_not_hide_the_others) {
@@ -78,32 +56,17 @@ TEST_F(ServiceLister, hostile_command_lines_do_not_hide_the_others) {
   while (repeated.size() < 32 * 1024)
     repeated += "HXEHXE";
   const Child hostile(program("/hostile"), {repeated});
-  const Child newlines(program("/hostile"), {"HXE\n\nexe/sapstartsrv"});
-  const Child real(program("/HXE/HDB90/exe/sapstartsrv"));
+  const Child newlines(program("/real"), {"HXE\n\nexe/sapstartsrv"});
+  const Child real(program("/real/HXE/HDB90/exe/sapstartsrv"), {std::string(100 * 1024, 'a'), "end"});
 
-  const std::list<Service_Info> services = list("HXE.*exe/sapstartsrv");
+  EXPECT_EQ(list(program("/(real|hostile).*HXE.*exe/sapstartsrv")), 0);
+  EXPECT_EQ(services_.size(), 3U);
+  EXPECT_EQ(services_.back().cmd, real.command_line().substr(0, 4 * 1024)) << "the limit";
 
-  const auto has = [&services](const Child& child) {
-    return std::any_of(services.begin(), services.end(), [&](const auto& one) { return one.pid == child.pid(); });
-  };
-  EXPECT_FALSE(has(hostile));
-  EXPECT_TRUE(has(newlines));
-  EXPECT_TRUE(has(real));
-}
-
-TEST_F(ServiceLister, a_search_that_grows_too_complex_matches_nothing) {
-  const Child real(program("/HXE/HDB90/exe/sapstartsrv"), {std::string(32 * 1024, 'a')});
-
-  EXPECT_TRUE(list("(a*)*" + program("/HXE/none")).empty());
-}
-
-TEST_F(ServiceLister, a_command_line_counts_up_to_its_limit) {
-  const Child child(program("/long"), {std::string(100 * 1024, 'x'), "end"});
-
-  const std::list<Service_Info> services = list(program("/long"));
-
-  ASSERT_EQ(services.size(), 1U);
-  EXPECT_EQ(services.front().cmd, child.command_line().substr(0, 4 * 1024));
+  EXPECT_EQ(list("(a*)*" + program("/none")), 0) << "too complex a search";
+  EXPECT_EQ(services_.size(), 1U);
+  EXPECT_NE(list("(.*exe/sapstartsrv"), 0) << "no pattern";
+  EXPECT_EQ(services_.size(), 1U);
 }
 
 }  // namespace
