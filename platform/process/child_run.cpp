@@ -29,8 +29,7 @@ constexpr milliseconds FOREVER{-1};
 // A child that has not been waited for. Its destructor leaves no zombie, whatever interrupted the run.
 class Child {
  public:
-  Child(pid_t pid, bool use_pidfd)
-      : pid_(pid), pidfd_(use_pidfd ? static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)) : -1) {}
+  explicit Child(pid_t pid) : pid_(pid), pidfd_(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0))) {}
   ~Child() {
     if (taken_) return;
     send(SIGKILL);
@@ -187,7 +186,7 @@ class Run {
 }  // namespace
 
 Child_End run_child(pid_t pid, Unique_Fd (&streams)[OUTPUT_STREAMS], Output_Sink& sink, const Run_Limits& limits) {
-  Child child(pid, limits.use_pidfd);
+  Child child(pid);
   return Run(child, streams, sink, limits).to_the_end();
 }
 

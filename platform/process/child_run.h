@@ -25,7 +25,6 @@ struct Run_Limits {
   std::chrono::milliseconds to_end;  // before it gets SIGTERM
   std::chrono::milliseconds to_die;  // between SIGTERM and SIGKILL, and after that
   std::chrono::milliseconds look;    // between two looks at it, where it has no pidfd
-  bool use_pidfd = true;             // false as on a kernel before 5.3
 };
 
 struct Child_End {

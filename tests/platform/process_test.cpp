@@ -200,8 +200,7 @@ TEST_F(ProcessTest, a_daemon_left_behind_neither_holds_the_call_nor_dies_with_it
 }
 
 // Runs a script below what the handlers stand on, with short limits, and keeps what it writes.
-Child_End run_below(const char* script, std::string& output, bool use_pidfd,
-                    const platform::Child_Identity* identity = nullptr,
+Child_End run_below(const char* script, std::string& output, const platform::Child_Identity* identity = nullptr,
                     platform::Descriptor_Closing closing = platform::Descriptor_Closing::by_range) {
   struct Keeper : platform::Output_Sink {
     explicit Keeper(std::string& output) : text(output) {}
@@ -216,10 +215,10 @@ Child_End run_below(const char* script, std::string& output, bool use_pidfd,
   const pid_t pid = platform::spawn({arguments, environ, pipe_ends[1], -1, identity, closing});
   ::close(pipe_ends[1]);
   platform::Unique_Fd streams[platform::OUTPUT_STREAMS] = {platform::Unique_Fd(pipe_ends[0]), platform::Unique_Fd()};
-  return platform::run_child(pid, streams, keeper, {600ms, 200ms, 50ms, use_pidfd});
+  return platform::run_child(pid, streams, keeper, {600ms, 200ms, 50ms});
 }
 
-TEST_F(ProcessTest, with_pidfds_or_without_each_ending_is_seen_and_a_child_without_output_ended) {
+TEST_F(ProcessTest, each_ending_is_seen_and_a_child_without_output_ended) {
   const struct {
     const char* script;
     Child_End::Kind kind;
@@ -232,15 +231,13 @@ TEST_F(ProcessTest, with_pidfds_or_without_each_ending_is_seen_and_a_child_witho
       {"exec >&- sleep 60", Child_End::overdue, 0},
       {"trap '' TERM; exec >&-; while :; do sleep 1; done", Child_End::overdue, 0},
   };
-  for (const bool use_pidfd : {true, false}) {
-    for (const auto& c : cases) {
-      const auto start = std::chrono::steady_clock::now();
-      std::string output;
-      const Child_End end = run_below(c.script, output, use_pidfd);
-      EXPECT_EQ(end.kind, c.kind) << c.script << use_pidfd;
-      EXPECT_EQ(end.value, c.value) << c.script << use_pidfd;
-      EXPECT_LT(std::chrono::steady_clock::now() - start, 30s) << c.script;
-    }
+  for (const auto& c : cases) {
+    const auto start = std::chrono::steady_clock::now();
+    std::string output;
+    const Child_End end = run_below(c.script, output);
+    EXPECT_EQ(end.kind, c.kind) << c.script;
+    EXPECT_EQ(end.value, c.value) << c.script;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 30s) << c.script;
   }
 }
 
@@ -258,7 +255,7 @@ TEST_F(ProcessTest, no_descriptor_and_no_signal_state_reaches_a_child) {
     for (Descriptor_Closing closing : {Descriptor_Closing::by_range, Descriptor_Closing::one_by_one}) {
       std::string output;
       run_below("readlink /proc/self/fd/0; cd /proc/$$/fd && echo *; grep -E 'Sig(Blk|Ign)' /proc/self/status", output,
-                true, as_nobody ? &nobody : nullptr, closing);
+                as_nobody ? &nobody : nullptr, closing);
       // 3 is the shell's own, reading the directory.
       EXPECT_EQ(output, "/dev/null\n0 1 2 3\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
     }
