@@ -1,9 +1,8 @@
 #include "hana/common/instance_control.h"
 
-#include <boost/algorithm/string/case_conv.hpp>
-
 #include "hana/common/environ_getter.h"
 #include "hana/common/server_port_manager.h"
+#include "hana/common/start_service.h"
 #include "hana/common/system_control.h"
 #include "hana/common/utils.h"
 #include "platform/log/log.h"
@@ -29,6 +28,20 @@ const char* action_word(Instance_Controller::HDB_ACTION action) {
       break;
   }
   return nullptr;
+}
+
+// The instance's directory as its start service has it in its environment. False, with `dir` unchanged, if that cannot
+// be read or cannot be acted on.
+bool get_live_dir(const std::string& sid, const platform::Service_Info& service, std::string& dir) {
+  HANA_Env_Value environment{};
+  if (!Environ_Getter::instance()->get(service.pid, environment)) return false;
+  if (!is_genuine(service, sid)) {
+    platform::log_debug("Process %d of user '%s' is not believed to be a start service of %s\n",
+                        static_cast<int>(service.pid), service.user.c_str(), sid.c_str());
+    return false;
+  }
+  dir = environment.instance_dir;
+  return true;
 }
 
 }  // namespace
@@ -76,15 +89,10 @@ bool Instance_Controller::get_instance_dir(const std::string& instance_name, std
     return false;
   }
 
-  HANA_Env_Value environment{};
-  if (!Environ_Getter::instance()->get(services.front().pid, environment)) {
-    if (!use_default) {
-      platform::log_error("Failed to get %s %s instance dir\n", sid_.c_str(), instance_name.c_str());
-      return false;
-    }
-    environment.instance_dir.clear();  // what was read before the failure is not to be trusted
+  if (!get_live_dir(sid_, services.front(), dir) && !use_default) {
+    platform::log_error("Failed to get %s %s instance dir\n", sid_.c_str(), instance_name.c_str());
+    return false;
   }
-  dir = environment.instance_dir;
   if (dir.empty() && use_default) get_default_instance_dir(instance_name, dir);
   return !dir.empty();
 }
@@ -125,9 +133,8 @@ bool Instance_Controller::hdb_action(const std::string& instance_name, HDB_ACTIO
     return false;
   }
 
-  const platform::snprintf_t<16> user("%sadm", boost::algorithm::to_lower_copy(sid_).c_str());
   platform::Process_Options options;
-  options.setreugid(user.c_str());
+  options.setreugid(administrator_of(sid_).c_str());
   options.setenv("LD_LIBRARY_PATH", "%s/exe", instance_dir.c_str());
   options.setenv("HDB_START_TIMEOUT", "%d", SCRIPT_TIMEOUT);
   options.setenv("HDB_STOP_TIMEOUT", "%d", SCRIPT_TIMEOUT);

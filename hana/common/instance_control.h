@@ -39,8 +39,9 @@ class GUSTAIKRUM_EXPORT Instance_Controller {
   bool get_state(const std::string& instance_name, Instance_State& state) const;
 
   // Replaces `dir` by the instance's directory as the first of its "sapstartsrv" processes has it in its environment.
-  // Where that cannot be read, and with `use_default`, it is "/usr/sap/<SID>/<instance name>". False, with `dir` empty
-  // and mostly a message, if no such process runs (whatever `use_default` says) or none of the two gives a directory.
+  // Where that cannot be read, or where the process runs neither as the system's administrator ("sidadm") nor as root,
+  // and with `use_default`, it is "/usr/sap/<SID>/<instance name>". False, with `dir` empty and mostly a message, if no
+  // such process runs (whatever `use_default` says) or none of the two gives a directory.
   bool get_instance_dir(const std::string& instance_name, std::string& dir, bool use_default) const;
 
   // Appends the instance's "sapstartsrv" processes in ascending pid; the list is not cleared. True if the list is not

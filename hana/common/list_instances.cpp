@@ -5,8 +5,11 @@
 #include <algorithm>
 #include <boost/regex.hpp>
 #include <set>
+#include <utility>
+#include <vector>
 
 #include "hana/common/environ_getter.h"
+#include "hana/common/start_service.h"
 #include "hana/common/utils.h"
 #include "platform/log/log.h"
 #include "platform/process/process_ex.h"
@@ -38,6 +41,27 @@ class Get_Version_Line_Handler : public platform::Text_Process_Handler {
   std::string& version_;
 };
 
+struct Candidate {
+  platform::Service_Info service;
+  HANA_Env_Value environment;
+};
+
+// The services that tell of a system, in their order; but those that only look like one last, so that none of them
+// takes the place of a true one.
+std::vector<Candidate> read_candidates(const std::list<platform::Service_Info>& services) {
+  std::vector<Candidate> candidates;
+  for (const platform::Service_Info& service : services) {
+    HANA_Env_Value environment;
+    if (!Environ_Getter::instance()->get(service.pid, environment)) continue;
+    if (environment.sid.empty() || environment.hostname.empty()) continue;
+    candidates.push_back({service, std::move(environment)});
+  }
+  std::stable_partition(candidates.begin(), candidates.end(), [](const Candidate& candidate) {
+    return is_genuine(candidate.service, candidate.environment.sid);
+  });
+  return candidates;
+}
+
 }  // namespace
 
 bool System_Instance_Lister::list_service(std::list<platform::Service_Info>& services) const {
@@ -56,7 +80,7 @@ bool System_Instance_Lister::get_version(const std::string& dir_executable, cons
   }
 
   const bool is_root = ::geteuid() == 0;
-  if (is_root && service.user == "root" && platform::has_gained_rights(service.pid)) {
+  if (is_root && is_root_by_its_file(service)) {
     platform::log_error("Failed to get HANA version\n");
     return false;
   }
@@ -79,11 +103,8 @@ bool System_Instance_Lister::list(System_Instance_Info_List& infos) const {
   if (!list_service(services)) return false;
 
   std::set<std::string> listed;
-  for (const platform::Service_Info& service : services) {
-    HANA_Env_Value environment;
-    if (!Environ_Getter::instance()->get(service.pid, environment)) continue;
-    if (environment.sid.empty() || environment.hostname.empty()) continue;
-
+  for (const Candidate& candidate : read_candidates(services)) {
+    const HANA_Env_Value& environment = candidate.environment;
     std::string name;
     if (!instance_number_to_name(environment.instance_number, name)) continue;
     if (!listed.insert(generate_instance_manager_name(environment.sid, name)).second) continue;
@@ -94,7 +115,7 @@ bool System_Instance_Lister::list(System_Instance_Info_List& infos) const {
     info.system_info.localhost = environment.hostname;
     info.dir_executable = environment.dir_executable;
     info.instance_name = name;
-    get_version(info.dir_executable, service, info.system_info.version);  // it has said why it has none
+    get_version(info.dir_executable, candidate.service, info.system_info.version);  // it has said why it has none
   }
   return true;
 }

@@ -21,8 +21,9 @@ class GUSTAIKRUM_EXPORT System_Instance_Lister {
   System_Instance_Lister() = default;
   ~System_Instance_Lister() = default;
 
-  // Appends one record for each instance of each system, in ascending order of the start services' pids; the list is
-  // not cleared. The version stands in system_info and is empty where it cannot be read; multi_container is always
+  // Appends one record for each instance of each system, in ascending order of the start services' pids, but last those
+  // that run neither as their system's administrator ("sidadm") nor as root, and may be anything; the list is not
+  // cleared. The version stands in system_info and is empty where it cannot be read; multi_container is always
   // false: ask System_Controller. A service without a readable environment, SID or host name, and one whose number is
   // above 99, is passed over, also one whose system and instance is listed already.
   // False if no start service runs, and, with a message, if that cannot be found out.

@@ -101,16 +101,19 @@ TEST_F(InstanceControl, the_state_is_that_of_the_index_server_and_no_instance_ha
   log_.expect_error("Failed to get ( HDB90 service info\n");
 }
 
-TEST_F(InstanceControl, the_directory_is_the_environments_or_the_usual_one) {
+TEST_F(InstanceControl, the_directory_is_a_true_services_own_or_the_usual_one) {
   const struct {
     const char* variable;
     std::string live;  // empty for none
     const char* with_default;
+    uid_t user = ::geteuid();
   } cases[] = {{"DIR_INSTANCE=/hana/HDB77", "/hana/HDB77", "/hana/HDB77"},
                {"TINSTANCE=77", "", "/usr/sap/QQQ/HDB77"},
-               {"DIR_INSTANCE=/hana/none", "", "/usr/sap/QQQ/HDB77"}};
+               {"DIR_INSTANCE=/hana/none", "", "/usr/sap/QQQ/HDB77"},
+               {"DIR_INSTANCE=/tmp/HDB77", "", "/usr/sap/QQQ/HDB77", 65534}};
   for (const auto& c : cases) {
-    const test::Child service("/usr/sap/QQQ/HDB77/exe/sapstartsrv", {}, {c.variable});
+    if (c.user != ::geteuid() && !sandbox::second_user_available()) continue;
+    const test::Child service("/usr/sap/QQQ/HDB77/exe/sapstartsrv", {}, {c.variable}, c.user);
     std::string dir = "before";
     EXPECT_TRUE(Instance_Controller("QQQ").get_instance_dir("HDB77", dir, true)) << c.variable;
     EXPECT_EQ(dir, c.with_default) << c.variable;
@@ -119,6 +122,7 @@ TEST_F(InstanceControl, the_directory_is_the_environments_or_the_usual_one) {
   }
   for (const char* lookup : {"instance number", "instance number", "QQQ HDB77 instance dir"})
     log_.expect_error(std::string("Failed to get ") + lookup + "\n");
+  if (sandbox::second_user_available()) log_.expect_error("Failed to get QQQ HDB77 instance dir\n");
 }
 
 }  // namespace

@@ -122,6 +122,16 @@ TEST_F(SystemInstanceLister, the_version_is_that_of_the_last_line_that_has_one) 
   log_.take();
 }
 
+TEST_F(SystemInstanceLister, a_pretender_does_not_take_the_place_of_a_true_instance) {
+  if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
+  const test::Child pretender("/usr/sap/HXE/HDB90/exe/sapstartsrv", {},
+                              {"SAPSYSTEMNAME=HXE", "HOSTNAME=h", "TINSTANCE=90", "DIR_EXECUTABLE=/tmp"}, 65534);
+  const sandbox::Host host("system HXE { instance 90 }");
+  System_Instance_Info info{};
+  EXPECT_TRUE(System_Instance_Lister().list(info, "HXE", "HDB90"));
+  EXPECT_EQ(info.dir_executable, "/usr/sap/HXE/HDB90/exe");
+}
+
 TEST_F(SystemInstanceLister, a_version_tool_has_no_more_rights_than_whoever_names_it) {
   if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
   const sandbox::Host host("system HXE { instance 90 }");
