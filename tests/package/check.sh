@@ -1,22 +1,31 @@
 #!/usr/bin/env bash
-# Tries the packages in the given folder: in a new Debian, and header by header. Then compares what the libraries export
-# with what they are known to export.
+# Tries the packages in the given folder: in a new Debian that has compilers and nothing of ours, and header by header.
+# Then compares what the libraries export with what they are known to export.
 set -euo pipefail
 packages=$1
 sources=$(dirname "$(readlink -f "$0")")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-mkdir "$work/consumer"
-cp "$packages"/*.deb "$sources"/{CMakeLists.txt,consumer.cpp,loader.cpp,in_clean_root.sh} "$work/consumer"
-cp "$sources"/../../examples/{list_systems,guide_*}.cpp "$work/consumer"
-mmdebstrap --variant=apt --format=null --include=g++,cmake,make,pkg-config \
-  --customize-hook="copy-in '$work/consumer' /root" \
-  --customize-hook='chroot "$1" /root/consumer/in_clean_root.sh' bookworm -
-
-# Each header by itself, for either compiler and the language that a program may have chosen.
 root=$work/root
 for package in "$packages"/*.deb; do dpkg-deb -x "$package" "$root"; done
+
+programs=$work/programs
+mkdir "$programs"
+cp "$packages"/*.deb "$sources"/{CMakeLists.txt,consumer.cpp,loader.cpp,use_packages.sh} "$programs"
+cp "$sources"/../../examples/{list_systems,guide_*}.cpp "$programs"
+if ! mmdebstrap --variant=apt --format=null --include=g++,cmake,make,pkg-config \
+  --customize-hook="touch '$work/has_debian'" \
+  --customize-hook="copy-in '$programs' /root" \
+  --customize-hook='chroot "$1" sh -c "apt-get install -y --no-install-recommends /root/programs/*.deb"' \
+  --customize-hook='chroot "$1" /root/programs/use_packages.sh' bookworm -; then
+  [ ! -e "$work/has_debian" ] || exit 1
+  echo "note: no new Debian can be made here, so the packages were unpacked and tried beside this system"
+  LD_LIBRARY_PATH=$root/usr/lib PKG_CONFIG_PATH=$root/usr/lib/pkgconfig CMAKE_PREFIX_PATH=$root/usr \
+    "$programs/use_packages.sh"
+fi
+
+# Each header by itself, for either compiler and the language that a program may have chosen.
 headers=$root/usr/include/gustaikrum
 compile_alone() {
   echo "#include <$3>" | "$1" -std="$2" -I"$headers" -Wall -Wextra -Wconversion -Wshadow -Werror -fsyntax-only -x c++ - ||

@@ -1,9 +1,7 @@
 #!/bin/sh
-# Installs the packages beside this script in a Debian that has compilers and nothing of ours, and builds and runs
-# programs there by every way that a user has.
+# Builds and runs the programs beside this script by every way that a user of the installed packages has.
 set -eu
 cd "$(dirname "$0")"
-apt-get install -y --no-install-recommends ./*.deb
 
 cmake -S . -B find_package
 cmake --build find_package
