@@ -271,6 +271,8 @@ Way probe(std::string& reason) {
 }
 
 int run_inside(Way way, const std::vector<std::string>& keep, const std::function<int()>& inside) {
+  // The host's other users must reach what is made for them.
+  ::umask(022);
   return way == Way::plain ? run_plain(inside) : run_in_namespaces(way, keep, inside);
 }
 
