@@ -281,7 +281,9 @@ bool become() {
 template <int spare>
 bool leave_descriptors() {
   const int first_free = platform::Unique_Fd(::dup(0)).get();
-  const rlimit limit{static_cast<rlim_t>(first_free + spare), 20000};
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return false;
+  limit.rlim_cur = static_cast<rlim_t>(first_free + spare);
   return ::setrlimit(RLIMIT_NOFILE, &limit) == 0;
 }
 
