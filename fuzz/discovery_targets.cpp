@@ -13,6 +13,7 @@
 #include "hana/common/utils.h"
 #include "platform/files/ini_file.h"
 #include "platform/files/unique_fd.h"
+#include "platform/process/command_line.h"
 #include "platform/text/natoi.h"
 
 namespace sap_hana {
@@ -57,6 +58,29 @@ std::string last_number(const std::string& directory) {
     }
   }
   return "";
+}
+
+// What "/proc" shows of a process, searched with the patterns that find start services.
+void start_service(std::string_view input) {
+  static const boost::regex ANY("HDB[0-9][0-9]/exe/sapstartsrv");
+  static const boost::regex OF_SYSTEM("HXE.*exe/sapstartsrv");
+  static constexpr std::string_view PROGRAM = "/exe/sapstartsrv";
+
+  std::string shown(input);
+  const std::string_view found = platform::join_arguments(shown.data(), shown.size());
+  std::string wanted(input.substr(0, input.find_last_not_of('\0') + 1));
+  std::replace(wanted.begin(), wanted.end(), '\0', ' ');
+  fuzz::expect(found == wanted, "arguments joined by blanks");
+
+  bool of_any = false;
+  for (std::size_t at = wanted.find(PROGRAM); at != std::string::npos; at = wanted.find(PROGRAM, at + 1)) {
+    of_any = of_any ||
+             (at >= 5 && wanted.compare(at - 5, 3, "HDB") == 0 && is_digit(wanted[at - 2]) && is_digit(wanted[at - 1]));
+  }
+  fuzz::expect(platform::is_in_command_line(ANY, found) == of_any, "a start service of any instance is found");
+  const std::size_t sid = wanted.find("HXE");
+  const bool of_system = sid != std::string::npos && wanted.find(PROGRAM.substr(1), sid + 3) != std::string::npos;
+  fuzz::expect(platform::is_in_command_line(OF_SYSTEM, found) == of_system, "a start service of a system is found");
 }
 
 void process_environment(std::string_view input) {
@@ -141,8 +165,8 @@ void ini_file(std::string_view input) {
   }
 }
 
-const bool known = fuzz::add("process_environment", process_environment) && fuzz::add("sapservices", sapservices) &&
-                   fuzz::add("versions", versions) && fuzz::add("version_line", version_line) &&
-                   fuzz::add("ini_file", ini_file);
+const bool known = fuzz::add("start_service", start_service) && fuzz::add("process_environment", process_environment) &&
+                   fuzz::add("sapservices", sapservices) && fuzz::add("versions", versions) &&
+                   fuzz::add("version_line", version_line) && fuzz::add("ini_file", ini_file);
 
 }  // namespace

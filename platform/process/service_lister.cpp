@@ -19,6 +19,7 @@
 #include "platform/files/unique_fd.h"
 #include "platform/log/log.h"
 #include "platform/process/accounts.h"
+#include "platform/process/command_line.h"
 #include "platform/text/format.h"
 #include "platform/text/natoi.h"
 
@@ -36,15 +37,6 @@ std::optional<boost::regex> compile(const char* pattern) {
   } catch (const std::exception& error) {
     log_debug("Failed to compile '%s': %s\n", pattern, error.what());
     return std::nullopt;
-  }
-}
-
-bool matches(std::string_view command_line, const boost::regex& pattern) {
-  try {
-    return boost::regex_search(command_line.begin(), command_line.end(), pattern);
-  } catch (const std::exception& error) {
-    log_debug("Failed to search a command line: %s\n", error.what());
-    return false;
   }
 }
 
@@ -82,20 +74,12 @@ class Command_Line_Reader {
       } while (length < 0 && errno == EINTR);
     }
     if (length < 0) return is_hidden_or_gone(errno) ? std::optional(std::string_view()) : std::nullopt;
-    return join(static_cast<std::size_t>(length));
+    return join_arguments(buffer_.data(), static_cast<std::size_t>(length));
   }
 
  private:
   static bool is_hidden_or_gone(int error) {
     return error == ENOENT || error == ESRCH || error == EACCES || error == EPERM;
-  }
-
-  // Each argument ends with a NUL; a program that gives itself a title may leave many of them.
-  std::string_view join(std::size_t length) {
-    while (length > 0 && buffer_[length - 1] == '\0')
-      --length;
-    std::replace(buffer_.data(), buffer_.data() + length, '\0', ' ');
-    return {buffer_.data(), length};
   }
 
   int proc_;
@@ -144,7 +128,7 @@ int Service_Lister::list_service(const char* pattern, std::list<Service_Info>& s
       log_debug("Failed to read the command line of process %d: %m\n", static_cast<int>(pid));
       return -1;
     }
-    if (command_line->empty() || !matches(*command_line, *compiled)) continue;
+    if (command_line->empty() || !is_in_command_line(*compiled, *command_line)) continue;
     if (std::optional<std::string> owner = owner_of(::dirfd(proc.get()), pid)) {
       found.push_back({std::string(*command_line), std::move(*owner), pid});
     }
