@@ -78,7 +78,9 @@ ACE_Process_Ex::~ACE_Process_Ex() = default;
 
 void ACE_Process_Ex::tell(ACE_Process_Options& options, const std::string& what) const {
   const char* const program = options.command_line_argv()[0];
-  const std::string text = (program == nullptr ? "child" : "'" + std::string(program) + "'") + " " + what;
+  // Up to the first blank: an open quote in the program's path takes the arguments in, a password among them.
+  const std::string name = program == nullptr ? "child" : "'" + std::string(program, std::strcspn(program, " ")) + "'";
+  const std::string text = name + " " + what;
   log_activity(callback_, text.data(), text.size());
 }
 

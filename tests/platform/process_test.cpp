@@ -141,6 +141,7 @@ TEST_F(ProcessTest, only_a_program_that_ran_and_exited_with_0_is_a_success) {
   EXPECT_EQ(told("true"), "'true' cannot be started: No such file or directory\n");
   EXPECT_EQ(told("/etc/passwd"), "'/etc/passwd' cannot be started: Permission denied\n");
   EXPECT_EQ(told("/usr"), "'/usr' cannot be started: Permission denied\n");
+  EXPECT_EQ(told("/o'brien/tool -p Secret 'x'"), "'/o'brien/tool' cannot be started: No such file or directory\n");
   EXPECT_EQ(told(""), "child cannot be started: command line is empty\n");
 }
 
