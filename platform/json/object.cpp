@@ -1,6 +1,7 @@
 #include "platform/json/object.h"
 
 #include <stdexcept>
+#include <utility>
 
 namespace platform::json {
 namespace {
@@ -11,7 +12,9 @@ bool get_leniently(const Object& object, const char* key, Field& field, Getter g
   const auto member = object.find(key);
   if (member == object.end()) return false;
   try {
-    field = (member->second.*get)();
+    // By way of a copy: the value may be a part of the field.
+    Field value = (member->second.*get)();
+    field = std::move(value);
     return true;
   } catch (const std::runtime_error&) {
     return false;

@@ -97,6 +97,10 @@ TEST(Json, copies_are_deep_and_a_moved_value_is_null) {
   EXPECT_TRUE(copy.is_null());
   EXPECT_EQ(dump(moved), R"([1,{"k":2},3])");
 
+  Object nested{{"k", Object{{"k", 1}, {"l", 2}}}};
+  EXPECT_TRUE(platform::json::object_get(nested, "k", nested));
+  EXPECT_EQ(dump(nested), R"({"k":1,"l":2})");
+
   value = std::move(value.get_array()[1]);
   value = value.get_obj()["k"];
   EXPECT_EQ(dump(value), "2");
