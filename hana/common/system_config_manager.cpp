@@ -3,6 +3,7 @@
 #include <boost/algorithm/string/predicate.hpp>
 
 #include <cstddef>
+#include <locale>
 
 #include "hana/common/hdbsql_general_text_handler.h"
 #include "platform/log/log.h"
@@ -32,9 +33,13 @@ const Key2_Value_T<T>& get_key_value_entry(const Key2_Value_T<T>* table, T value
   return *table;
 }
 
+bool is_word(const std::string& text, const char* word) {
+  return boost::iequals(text, word, std::locale::classic());
+}
+
 System_Config_Manager::LOG_MODE log_mode_of(const std::string& text) {
   const auto* entry = mode_table;
-  while (entry->text != nullptr && !boost::iequals(text, entry->text))
+  while (entry->text != nullptr && !is_word(text, entry->text))
     ++entry;
   return entry->value;
 }
@@ -58,8 +63,8 @@ bool System_Config_Manager::get_inifile_value(const std::string& key, std::strin
 }
 
 bool System_Config_Manager::string_to_bool(const std::string& input, bool& output) {
-  const bool yes = boost::iequals(input, "yes") || boost::iequals(input, "true");
-  if (!yes && !boost::iequals(input, "no") && !boost::iequals(input, "false")) return false;
+  const bool yes = is_word(input, "yes") || is_word(input, "true");
+  if (!yes && !is_word(input, "no") && !is_word(input, "false")) return false;
   output = yes;
   return true;
 }

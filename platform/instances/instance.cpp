@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/algorithm/string/predicate.hpp>
 #include <cerrno>
+#include <locale>
 
 #include "platform/text/natoi.h"
 
@@ -22,7 +23,8 @@ bool parse(const std::string& text, std::uint64_t& number) {
 }
 
 bool is_one_of(const std::string& text, std::initializer_list<const char*> words) {
-  return std::any_of(words.begin(), words.end(), [&](const char* word) { return boost::iequals(text, word); });
+  return std::any_of(words.begin(), words.end(),
+                     [&](const char* word) { return boost::iequals(text, word, std::locale::classic()); });
 }
 
 bool parse(const std::string& text, bool& flag) {

@@ -13,6 +13,7 @@
 #include <array>
 #include <boost/algorithm/string/predicate.hpp>
 #include <cerrno>
+#include <locale>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -99,6 +100,7 @@ std::optional<bool> listening_by_table(const char* path, std::uint16_t port) {
   std::string line;
   while (std::getline(table, line)) {
     std::istringstream row(line);
+    row.imbue(std::locale::classic());
     std::string slot, local, remote;
     unsigned state = 0;
     row >> slot >> local >> remote >> std::hex >> state;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/foreign_locale.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/scripted_hdbsql.h"
 
@@ -11,6 +12,7 @@ using sap_hana::System_Config_Manager;
 
 class SystemConfigManager : public ::testing::Test {
  protected:
+  const test::Foreign_Locale locale_;
   test::Scripted_Hdbsql hdbsql_;
   test::Log_Capture log_;
   System_Config_Manager manager_{hdbsql_.executor()};

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "platform/instances/instance_manager.h"
+#include "tests/support/foreign_locale.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temporary_directory.h"
 
@@ -25,6 +26,7 @@ Instance instance_of(const char* sid) {
 }
 
 TEST(Instance, a_text_is_a_number_or_a_flag_only_where_all_of_it_is) {
+  const test::Foreign_Locale locale;
   const struct {
     const char* text;
     std::optional<std::uint64_t> number;
