@@ -1,5 +1,6 @@
 #include "hana/common/hdbsql_executor.h"
 
+#include <cstring>
 #include <utility>
 
 #include "hana/common/server_port_manager.h"
@@ -24,6 +25,11 @@ bool read_options(const platform::Instance& instance, System_Instance_Info& info
   }
   info.instance_number = static_cast<std::uint16_t>(number);
   return true;
+}
+
+template <class Text>
+bool has_nul(const Text& text) {
+  return std::strlen(text.c_str()) != text.size();
 }
 
 }  // namespace
@@ -114,9 +120,9 @@ bool HDBSQL_Executor::execute(const std::string& sql, platform::Text_Process_Han
     platform::log_error("Failed to execute sql: sql is empty\n");
     return false;
   }
-
-  if (sql.find('\0') != std::string::npos) {
-    // An argument ends at its first NUL: only the statement's beginning would be run.
+  if (has_nul(sql) || has_nul(tool_) || has_nul(username_) || has_nul(password_) || has_nul(database_) ||
+      has_nul(host_)) {
+    // An argument ends at its first NUL: the beginning of the statement would be run, or another user's or database's.
     platform::log_error("Failed to execute '%s'\n", sql.c_str());
     return false;
   }

@@ -16,7 +16,8 @@ namespace sap_hana {
 //   <tool> -u "<user>" -p "<password>" -i <number> [-d <database>] -n "<host>:<port>" "<statement>"
 //
 // with the instance's executable directory as LD_LIBRARY_PATH. Nothing in the values is escaped: a double quote ends
-// its argument early. A command line of more than 1,023 characters is not run at all.
+// its argument early, and <tool> and <database> stand without quotes, so that blanks and single quotes count there,
+// too. A command line of more than 1,023 characters, or with a NUL in a value, is not run at all.
 //
 // An executor can do nothing before an init() has succeeded; from then on it keeps what the last successful one gave
 // it. It holds no process and no connection between statements. A value: a copy carries the connection data with it.

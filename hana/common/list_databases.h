@@ -17,7 +17,8 @@ class GUSTAIKRUM_EXPORT Database_Lister {
   Database_Lister(const std::string& sid, const std::string& instance_name, const std::string& username,
                   const platform::secure_string& password);
 
-  // Takes a copy of an executor. Its SID stays unknown to the lister, which matters for a system without rows only.
+  // Takes a copy of an executor. The lister does not know its SID and takes every system for one that is not
+  // multiple-container, which matters where a listing has no rows.
   Database_Lister(HDBSQL_Executor& executor);
 
   // Appends the databases, or with a `name` (put into the statement as it is) the one of that name, in the view's

@@ -1,7 +1,6 @@
 #include "hana/common/tenant_database_control.h"
 
 #include "hana/common/list_databases.h"
-#include "platform/text/format.h"
 
 namespace sap_hana {
 namespace {
@@ -25,8 +24,8 @@ bool Tenant_Database_Controller::is_active(const std::string& name) {
 }
 
 bool Tenant_Database_Controller::run(const char* action, const std::string& name) {
-  const platform::snprintf_t<256> sql("ALTER SYSTEM %s DATABASE %s", action, name.c_str());
-  return executor_.execute(sql.str().substr(0, STATEMENT_LIMIT), platform::ACE_Log_Msg_Callback_var());
+  const std::string sql = std::string("ALTER SYSTEM ") + action + " DATABASE " + name;
+  return executor_.execute(sql.substr(0, STATEMENT_LIMIT), platform::ACE_Log_Msg_Callback_var());
 }
 
 bool Tenant_Database_Controller::start(const std::string& name) {

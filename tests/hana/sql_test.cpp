@@ -85,6 +85,11 @@ TEST_F(Sql, a_listing_that_fails_counts_as_stopped) {
   EXPECT_FALSE(sap_hana::Tenant_Database_Controller(refused).start("TEN1"));
   expect_no_listing();
   log_.expect_error("Failed to execute 'ALTER SYSTEM START DATABASE TEN1'\n");
+  sap_hana::HDBSQL_Executor connected = executor();
+  EXPECT_FALSE(sap_hana::Tenant_Database_Controller(connected).start(std::string("TEN1\0OTHER", 10)));
+  log_.expect_error("Failed to execute '" + LISTING + " where DATABASE_NAME = 'TEN1'\n");
+  log_.expect_error("Failed to list HANA database\n");
+  log_.expect_error("Failed to execute 'ALTER SYSTEM START DATABASE TEN1'\n");
 }
 
 TEST_F(Sql, a_changed_setting_reads_back_and_is_written_once) {
