@@ -251,7 +251,7 @@ HTTP_Outcome Curl_Session::send(const char* method, const HTTP_Request& request,
               cause[0] != '\0' ? cause.data() : text);
   }
 
-  // Nothing but the connection stays: no password, no pointer into this call.
+  // Nothing but the connection stays, no pointer into this call.
   curl_easy_reset(curl);
   const std::lock_guard<std::mutex> lock(mutex_);
   kept_ = std::move(handle);

@@ -14,7 +14,7 @@ namespace platform {
 struct HTTP_Session_Options {
   std::string base_url;    // "https://host:port", with a path if all requests share one; no user, query or fragment
   std::string user;        // sent with the password by basic authentication; empty for none
-  secure_string password;  // the HTTP library underneath keeps a copy of its own while a request runs
+  secure_string password;  // the HTTP library underneath keeps copies of its own while the session lives
   std::string ca_file;     // PEM certificates, then the only ones trusted; empty for those of the host
   bool verify_peer = true;
   int connect_timeout = 30;                       // seconds, name look-up and TLS included
