@@ -33,14 +33,14 @@ const char* action_word(Instance_Controller::HDB_ACTION action) {
 // The instance's directory as its start service has it in its environment. False, with `dir` unchanged, if that cannot
 // be read or cannot be acted on.
 bool get_live_dir(const std::string& sid, const platform::Service_Info& service, std::string& dir) {
-  HANA_Env_Value environment{};
-  if (!Environ_Getter::instance()->get(service.pid, environment)) return false;
-  if (!is_genuine(service, sid)) {
+  Start_Service found;
+  if (!read_start_service(service.pid, found)) return false;
+  if (believed_user(found, sid).empty()) {
     platform::log_debug("Process %d of user '%s' is not believed to be a start service of %s\n",
                         static_cast<int>(service.pid), service.user.c_str(), sid.c_str());
     return false;
   }
-  dir = environment.instance_dir;
+  dir = found.environment.instance_dir;
   return true;
 }
 

@@ -26,21 +26,21 @@ class GUSTAIKRUM_EXPORT Instance_Controller {
   // for. The caller needs the right to become that user.
   //
   // True if the script ended with status 0. False, with a message, if it failed or was not run: no such user, no right
-  // to become it, or no "sapstartsrv" that tells where the instance lies.
+  // to become it, or no "sapstartsrv" of the instance runs.
   bool start(const std::string& instance_name) const;
   bool stop(const std::string& instance_name) const;
   bool restart(const std::string& instance_name) const;
 
   // Replaces `state`: running, if the index server's port is listened on (3<nn>13 in a multiple-container system, else
   // 3<nn>15), else stopped. False, with `state` stopped, if no "sapstartsrv" of the instance runs, and, with a
-  // message, for a number above 99. A name that is not "HDB" and two characters is false without a message and leaves
-  // `state` as it was; characters that are no digits end the number.
+  // message, if that cannot be found out and for a number above 99. A name that is not "HDB" and two characters is
+  // false without a message and leaves `state` as it was; characters that are no digits end the number.
   bool get_state(std::uint16_t instance_number, Instance_State& state) const;
   bool get_state(const std::string& instance_name, Instance_State& state) const;
 
   // Replaces `dir` by the instance's directory as the first of its "sapstartsrv" processes has it in its environment.
-  // Where that cannot be read, or where the process runs neither as the system's administrator ("sidadm") nor as root,
-  // and with `use_default`, it is "/usr/sap/<SID>/<instance name>". False, with `dir` empty and mostly a message, if no
+  // Where that cannot be read, or where the process cannot be believed (see System_Instance_Lister), and with
+  // `use_default`, it is "/usr/sap/<SID>/<instance name>". False, with `dir` empty and mostly a message, if no
   // such process runs (whatever `use_default` says) or none of the two gives a directory.
   bool get_instance_dir(const std::string& instance_name, std::string& dir, bool use_default) const;
 

@@ -41,25 +41,8 @@ class Get_Version_Line_Handler : public platform::Text_Process_Handler {
   std::string& version_;
 };
 
-struct Candidate {
-  platform::Service_Info service;
-  HANA_Env_Value environment;
-};
-
-// The services that tell of a system, in their order; but those that only look like one last, so that none of them
-// takes the place of a true one.
-std::vector<Candidate> read_candidates(const std::list<platform::Service_Info>& services) {
-  std::vector<Candidate> candidates;
-  for (const platform::Service_Info& service : services) {
-    HANA_Env_Value environment;
-    if (!Environ_Getter::instance()->get(service.pid, environment)) continue;
-    if (environment.sid.empty() || environment.hostname.empty()) continue;
-    candidates.push_back({service, std::move(environment)});
-  }
-  std::stable_partition(candidates.begin(), candidates.end(), [](const Candidate& candidate) {
-    return is_genuine(candidate.service, candidate.environment.sid);
-  });
-  return candidates;
+bool tells_of_a_system(const HANA_Env_Value& environment) {
+  return !environment.sid.empty() && !environment.hostname.empty();
 }
 
 }  // namespace
@@ -72,7 +55,7 @@ bool System_Instance_Lister::list_service(std::list<platform::Service_Info>& ser
   return !services.empty();
 }
 
-bool System_Instance_Lister::get_version(const std::string& dir_executable, const platform::Service_Info& service,
+bool System_Instance_Lister::get_version(const std::string& dir_executable, const std::string& user,
                                          std::string& version) const {
   if (dir_executable.empty()) {
     platform::log_error("Failed to get HANA version: executable dir is empty\n");
@@ -80,13 +63,13 @@ bool System_Instance_Lister::get_version(const std::string& dir_executable, cons
   }
 
   const bool is_root = ::geteuid() == 0;
-  if (is_root && is_root_by_its_file(service)) {
+  if (is_root && user.empty()) {
     platform::log_error("Failed to get HANA version\n");
     return false;
   }
 
   platform::Process_Options options;
-  if (is_root && service.user != "root") options.setreugid(service.user.c_str());
+  if (is_root && user != "root") options.setreugid(user.c_str());
   options.setenv("LD_LIBRARY_PATH", "%s", dir_executable.c_str());
   options.command_line("%s/hdbsrvutil -v", dir_executable.c_str());
 
@@ -103,11 +86,10 @@ bool System_Instance_Lister::list(System_Instance_Info_List& infos) const {
   if (!list_service(services)) return false;
 
   std::set<std::string> listed;
-  for (const Candidate& candidate : read_candidates(services)) {
-    const HANA_Env_Value& environment = candidate.environment;
+  const auto add = [&](const HANA_Env_Value& environment, const std::string& user) {
     std::string name;
-    if (!instance_number_to_name(environment.instance_number, name)) continue;
-    if (!listed.insert(generate_instance_manager_name(environment.sid, name)).second) continue;
+    if (!instance_number_to_name(environment.instance_number, name)) return;
+    if (!listed.insert(generate_instance_manager_name(environment.sid, name)).second) return;
 
     System_Instance_Info& info = infos.emplace_back();
     info.system_info.sid = environment.sid;
@@ -115,8 +97,23 @@ bool System_Instance_Lister::list(System_Instance_Info_List& infos) const {
     info.system_info.localhost = environment.hostname;
     info.dir_executable = environment.dir_executable;
     info.instance_name = name;
-    get_version(info.dir_executable, candidate.service, info.system_info.version);  // it has said why it has none
+    get_version(info.dir_executable, user, info.system_info.version);  // it has said why it has none
+  };
+
+  // What only looks like a start service comes last, so that it takes the place of no true one.
+  std::vector<HANA_Env_Value> pretended;
+  for (const platform::Service_Info& process : services) {
+    Start_Service service;
+    if (!read_start_service(process.pid, service) || !tells_of_a_system(service.environment)) continue;
+    const std::string user = believed_user(service, service.environment.sid);
+    if (user.empty()) {
+      pretended.push_back(std::move(service.environment));
+    } else {
+      add(service.environment, user);
+    }
   }
+  for (const HANA_Env_Value& environment : pretended)
+    add(environment, "");
   return true;
 }
 

@@ -34,7 +34,8 @@ GUSTAIKRUM_EXPORT bool parse_version_string(const std::string& str, std::uint16_
 GUSTAIKRUM_EXPORT bool ondemand_conf_path(const std::string& sid, const std::string& instance_name,
                                           const std::string& database, std::string& path);
 
-// Reads a time as HANA prints it, "2024-01-31T12:00:00+0100". False for any other text.
+// Reads a time as HANA prints it, "2024-01-31T12:00:00+0100", in the forms that strptime() takes for
+// "%Y-%m-%dT%H:%M:%S%z". False for any other text.
 GUSTAIKRUM_EXPORT bool hana_time_to_posix_time(const char* s, std::time_t& t);
 
 // Gives a file, or a directory and everything below it, to `user` and the group "sapsys". Symbolic links are not

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "platform/export.h"
+
 namespace platform {
 
 struct User_Ids {
@@ -13,7 +15,7 @@ struct User_Ids {
 
 // Look up a user or a group by its name in the system's databases; any number of threads may at once. 0, or the error
 // number: ENOENT for one that does not exist and for a null name. The out-parameter is unchanged then.
-int find_user(const char* name, User_Ids& ids);
+GUSTAIKRUM_EXPORT int find_user(const char* name, User_Ids& ids);
 int find_group(const char* name, gid_t& id);
 
 // The user's name; the number as text for a user that has none.

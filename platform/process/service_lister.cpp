@@ -1,6 +1,5 @@
 #include "platform/process/service_lister.h"
 
-#include <elf.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,13 +8,11 @@
 #include <array>
 #include <boost/regex.hpp>
 #include <cerrno>
-#include <cstring>
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include "platform/files/directory_stream.h"
-#include "platform/files/file_content.h"
 #include "platform/files/unique_fd.h"
 #include "platform/log/log.h"
 #include "platform/process/accounts.h"
@@ -94,20 +91,6 @@ std::optional<std::string> owner_of(int proc, pid_t pid) {
 }
 
 }  // namespace
-
-bool has_gained_rights(pid_t pid) {
-  const snprintf_t<32> path("/proc/%d/auxv", static_cast<int>(pid));
-  std::string content;
-  if (read_regular_file(path.c_str(), content) != File_Read::DONE) return true;
-
-  // Pairs of a type and a value.
-  std::vector<unsigned long> words(content.size() / sizeof(unsigned long));
-  std::memcpy(words.data(), content.data(), words.size() * sizeof(unsigned long));
-  for (std::size_t i = 0; i + 1 < words.size(); i += 2) {
-    if (words[i] == AT_SECURE) return words[i + 1] != 0;
-  }
-  return true;
-}
 
 int Service_Lister::list_service(const char* pattern, std::list<Service_Info>& services, bool, const char*) const {
   const std::optional<boost::regex> compiled = compile(pattern);

@@ -16,11 +16,6 @@ struct Service_Info {
   pid_t pid;
 };
 
-// True if the process runs a program that gives it rights which its starter may not have, such as a set-user-id one
-// (AT_SECURE in "/proc/<pid>/auxv"): its arguments and its environment are then the words of somebody else than its
-// owner. True also where that cannot be told.
-GUSTAIKRUM_EXPORT bool has_gained_rights(pid_t pid);
-
 // Looks through the processes of this host that "/proc" shows, whoever they belong to, anew on every call.
 // Holds no state, so threads may share one.
 class GUSTAIKRUM_EXPORT Service_Lister {

@@ -132,33 +132,44 @@ TEST_F(SystemInstanceLister, a_pretender_does_not_take_the_place_of_a_true_insta
   EXPECT_EQ(info.dir_executable, "/usr/sap/HXE/HDB90/exe");
 }
 
-TEST_F(SystemInstanceLister, a_version_tool_has_no_more_rights_than_whoever_names_it) {
+TEST_F(SystemInstanceLister, a_version_tool_is_run_as_the_administrator_and_a_pretenders_is_not_run) {
   if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
   const sandbox::Host host("system HXE { instance 90 }");
   const std::string directory = "/usr/sap/false/HDB66/exe";
   const std::string program = directory + "/sapstartsrv";
   const std::string dir_executable = "DIR_EXECUTABLE=" + directory;
   fs::create_directories(directory);
-  fs::copy_file("/bin/sleep", program);
-  std::ofstream(directory + "/hdbsrvutil") << "#!/bin/sh\necho version: $(id -u)\n";
-  fs::permissions(directory + "/hdbsrvutil", fs::perms(0755));
+  fs::copy_file("/bin/bash", program);
+  for (const std::string& tool : {directory + "/hdbsrvutil", std::string("/usr/sap/HXE/HDB90/exe/hdbsrvutil")}) {
+    std::ofstream(tool) << "#!/bin/sh\n: >/tmp/has_begun\nsleep 0.3\necho version: $(id -u)\n";
+    fs::permissions(tool, fs::perms(0755));
+  }
 
-  for (const auto& [mode, version] : {std::pair(0755, "65534"), {04755, ""}}) {
-    fs::permissions(program, fs::perms(mode));
+  const struct {
+    int mode;
+    const char* script;
+  } pretenders[] = {
+      {0755, "sleep 60; :"},   // a stranger's
+      {04755, "sleep 60; :"},  // root's by its file alone
+      {04755, "until [ -e /tmp/has_begun ]; do sleep 0.01; done; exec setpriv --reuid=65534 sleep 60"},  // until then
+  };
+  for (const auto& c : pretenders) {
+    fs::remove("/tmp/has_begun");
+    fs::permissions(program, fs::perms(c.mode));
     const pid_t pretender = ::fork();
     if (pretender == 0) {
       ::execlp("setpriv", "setpriv", "--reuid=65534", "env", "-i", "SAPSYSTEMNAME=ABC", "HOSTNAME=h", "TINSTANCE=66",
-               dir_executable.c_str(), program.c_str(), "60", nullptr);
+               dir_executable.c_str(), program.c_str(), "-p", "-c", c.script, nullptr);
       ::_exit(127);
     }
     std::string seen;  // its environment, which is in place last
     while (seen.find(dir_executable) == std::string::npos && ::waitpid(pretender, nullptr, WNOHANG) == 0)
       std::ifstream("/proc/" + std::to_string(pretender) + "/environ") >> seen;
-    EXPECT_EQ(list(), (Records{std::string("ABC HDB66 ") + version, "HXE HDB90 " + VERSION}));
+    EXPECT_EQ(list(), (Records{"ABC HDB66 ", "HXE HDB90 60001"})) << c.script;
+    log_.expect_error("Failed to get HANA version\n");
     ::kill(pretender, SIGKILL);
     ::waitpid(pretender, nullptr, 0);
   }
-  log_.expect_error("Failed to get HANA version\n");
 }
 
 }  // namespace
