@@ -73,10 +73,9 @@ void leave_namespaces(Way way) {
 // The directories below /tmp that hold something to be kept, opened before a new /tmp hides them.
 using Kept = std::map<std::string, platform::Unique_Fd>;
 
-Kept open_kept(const std::vector<std::string>& keep) {
+Kept open_kept(const std::vector<fs::path>& keep) {
   Kept kept;
-  for (const std::string& path : keep) {
-    const fs::path absolute = fs::weakly_canonical(path);
+  for (const fs::path& absolute : keep) {
     auto part = absolute.begin();
     if (std::distance(absolute.begin(), absolute.end()) < 3 || *++part != "tmp") continue;
     const std::string root = "/tmp/" + (++part)->string();
@@ -136,7 +135,7 @@ void mark(Way way) {
 }
 
 // Makes the new namespaces this sandbox's own. The process is the first of its pid namespace.
-void furnish(Way way, const std::vector<std::string>& keep) {
+void furnish(Way way, const std::vector<fs::path>& keep) {
   const fs::path directory = fs::current_path();
   mount_at(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
   const Kept kept = open_kept(keep);
@@ -181,10 +180,14 @@ pid_t fork_and(Body body) {
 }
 
 int run_in_namespaces(Way way, const std::vector<std::string>& keep, const std::function<int()>& inside) {
+  // Now, since inside a chroot "/proc/self/exe" leads nowhere once the mounts are others.
+  std::vector<fs::path> absolute;
+  for (const std::string& path : keep)
+    absolute.push_back(fs::weakly_canonical(path));
   leave_namespaces(way);
   const pid_t first = fork_and([&] {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    furnish(way, keep);
+    furnish(way, absolute);
     return reap_until(fork_and(inside));
   });
   return reap_until(first);
@@ -271,8 +274,9 @@ Way probe(std::string& reason) {
 }
 
 int run_inside(Way way, const std::vector<std::string>& keep, const std::function<int()>& inside) {
-  // The host's other users must reach what is made for them.
+  // The host's other users must reach what is made for them, and "/tmp" is another.
   ::umask(022);
+  ::unsetenv("TMPDIR");
   return way == Way::plain ? run_plain(inside) : run_in_namespaces(way, keep, inside);
 }
 

@@ -3,7 +3,7 @@
 # commands print on the sandbox's default host, where this runs, and every link, path and ./dev command leads somewhere.
 # Usage: docs_test.sh, with the folders of the programs on PATH.
 cd "$(dirname "$0")/../.." || exit 1
-work=$(mktemp -d)
+work=$(mktemp -d) || exit 1
 trap 'rm -rf "$work"' EXIT
 status=0
 
