@@ -163,6 +163,9 @@ TEST(Load, ten_thousand_operations_of_each_family_leave_the_process_as_it_was) {
 
     EXPECT_EQ(run(family.operation, count), 0);
 
+    // A thread that has been joined may still be on its way out.
+    for (int wait = 0; wait < 500 && entries("/proc/self/task") > before.threads; ++wait)
+      ::usleep(10'000);
     const Holdings after;
     EXPECT_EQ(after.descriptors, before.descriptors);
     EXPECT_EQ(after.threads, before.threads);
