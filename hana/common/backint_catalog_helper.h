@@ -13,9 +13,9 @@ namespace sap_hana {
 // at "/vx/r/hana/backint/job" and "/vx/r/hana/backint/file".
 //
 // Every operation sends one request through the session and waits for the reply; it succeeds only on status 200. A
-// failure is logged once and returned as false, and what the operation fills is unchanged then except as it says. Texts
-// may hold any bytes: they are encoded into the query. Nothing is cached. One object is for one thread at a time;
-// objects may share a session.
+// failure is logged once and returned as false, and what the operation fills is unchanged then except as it says. A
+// null or empty text is one, except where it is allowed. Texts may hold any bytes: they are encoded into the query.
+// Nothing is cached. One object is for one thread at a time; objects may share a session.
 class GUSTAIKRUM_EXPORT Backint_Catalog_helper {
  public:
   // Without a session, so every operation fails until init() has succeeded.
