@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/time.h>
@@ -275,8 +276,9 @@ void reap_all(int) {
 // Where the caller is root; nobody else can become anybody.
 template <gid_t id>
 bool become() {
-  const gid_t group = id;
-  return ::geteuid() != 0 || (::setgroups(1, &group) == 0 && ::setgid(id) == 0 && ::setuid(id) == 0);
+  if (::geteuid() != 0) return true;
+  const passwd* const user = ::getpwuid(id);
+  return user != nullptr && ::initgroups(user->pw_name, id) == 0 && ::setgid(id) == 0 && ::setuid(id) == 0;
 }
 
 template <int spare>
