@@ -17,6 +17,15 @@ forbid 'platform includes a project header from outside of it' '^\s*#\s*include\
 forbid 'hana includes a project header from outside of hana and platform' '^\s*#\s*include\s*"(?!(hana|platform)/)' hana
 forbid 'a project header is included as if it were third party' '^\s*#\s*include\s*<(hana|platform|sandbox|tests)/' \
     hana platform sandbox tests
+# "files text" for each use of one of the platform's folders by another.
+uses() {
+    grep -rPo --include='*.h' --include='*.cpp' '^\s*#\s*include\s*"platform/\K\w+(?=/)' platform |
+        sed -n 's|^platform/\(\w*\)/[^:]*:|\1 |p'
+}
+if ! uses | tsort >/dev/null; then
+    echo 'the folders of the platform named above use each other'
+    status=1
+fi
 # Each by all folders but the one that may use it.
 mapfile -t no_http < <(find hana platform -name '*.h' -o -name '*.cpp' | grep -v '^platform/http/')
 forbid 'libcurl is used outside platform/http' '^\s*#\s*include\s*[<"]curl/' "${no_http[@]}"

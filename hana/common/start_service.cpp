@@ -2,8 +2,8 @@
 
 #include <boost/algorithm/string/case_conv.hpp>
 
-#include "platform/process/accounts.h"
 #include "platform/process/process_identity.h"
+#include "platform/users/accounts.h"
 
 namespace sap_hana {
 namespace {

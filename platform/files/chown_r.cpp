@@ -9,7 +9,7 @@
 #include "platform/files/directory_stream.h"
 #include "platform/files/unique_fd.h"
 #include "platform/log/log.h"
-#include "platform/process/accounts.h"
+#include "platform/users/accounts.h"
 
 namespace platform {
 namespace {

@@ -10,8 +10,8 @@
 #include <optional>
 #include <utility>
 
-#include "platform/process/accounts.h"
 #include "platform/text/format.h"
+#include "platform/users/accounts.h"
 
 namespace platform {
 namespace {

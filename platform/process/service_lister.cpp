@@ -15,10 +15,10 @@
 #include "platform/files/directory_stream.h"
 #include "platform/files/unique_fd.h"
 #include "platform/log/log.h"
-#include "platform/process/accounts.h"
 #include "platform/process/command_line.h"
 #include "platform/text/format.h"
 #include "platform/text/natoi.h"
+#include "platform/users/accounts.h"
 
 namespace platform {
 namespace {

@@ -16,11 +16,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/process/accounts.h"
 #include "platform/process/child_run.h"
 #include "platform/process/spawn.h"
 #include "platform/process/subprocess.h"
 #include "platform/process/text_process_handler.h"
+#include "platform/users/accounts.h"
 #include "tests/support/log_capture.h"
 
 namespace {

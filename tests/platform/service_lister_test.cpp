@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "platform/process/accounts.h"
+#include "platform/users/accounts.h"
 #include "tests/support/child.h"
 #include "tests/support/log_capture.h"
 

@@ -1,4 +1,4 @@
-#include "platform/process/accounts.h"
+#include "platform/users/accounts.h"
 
 #include <grp.h>
 #include <pwd.h>
