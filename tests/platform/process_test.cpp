@@ -9,11 +9,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/process/child_run.h"
@@ -202,8 +204,7 @@ TEST_F(ProcessTest, a_daemon_left_behind_neither_holds_the_call_nor_dies_with_it
 }
 
 // Runs a script below what the handlers stand on, with short limits, and keeps what it writes.
-Child_End run_below(const char* script, std::string& output, const platform::Child_Identity* identity = nullptr,
-                    platform::Descriptor_Closing closing = platform::Descriptor_Closing::by_range) {
+Child_End run_below(const char* script, std::string& output, const platform::Child_Identity* identity = nullptr) {
   struct Keeper : platform::Output_Sink {
     explicit Keeper(std::string& output) : text(output) {}
     void output(platform::Output_Stream, const char* data, std::size_t length) override { text.append(data, length); }
@@ -214,7 +215,7 @@ Child_End run_below(const char* script, std::string& output, const platform::Chi
   EXPECT_EQ(::pipe2(pipe_ends, O_CLOEXEC), 0);
   std::string shell = "/bin/sh", flag = "-c", text = script;
   char* const arguments[] = {shell.data(), flag.data(), text.data(), nullptr};
-  const pid_t pid = platform::spawn({arguments, environ, pipe_ends[1], -1, identity, closing});
+  const pid_t pid = platform::spawn({arguments, environ, pipe_ends[1], -1, identity});
   ::close(pipe_ends[1]);
   platform::Unique_Fd streams[platform::OUTPUT_STREAMS] = {platform::Unique_Fd(pipe_ends[0]), platform::Unique_Fd()};
   return platform::run_child(pid, streams, keeper, {600ms, 200ms, 50ms});
@@ -243,27 +244,44 @@ TEST_F(ProcessTest, each_ending_is_seen_and_a_child_without_output_ended) {
   }
 }
 
-TEST_F(ProcessTest, no_descriptor_and_no_signal_state_reaches_a_child) {
-  using platform::Descriptor_Closing;
-  const platform::Unique_Fd inheritable(::open("/dev/null", O_RDONLY));
-  const platform::Unique_Fd high(::fcntl(inheritable.get(), F_DUPFD, 700));
-  const platform::Child_Identity nobody{NOBODY, NOBODY, {NOBODY}};
+const platform::Child_Identity NOBODY_ALONE{NOBODY, NOBODY, {NOBODY}};
+
+TEST_F(ProcessTest, no_descriptor_and_no_signal_state_reaches_a_child_whatever_other_threads_open_meanwhile) {
   sigset_t all, before;
   ::sigfillset(&all);
   ::pthread_sigmask(SIG_SETMASK, &all, &before);
   void (*const previous)(int) = ::signal(SIGPIPE, SIG_IGN);
+  {
+    const platform::Unique_Fd inheritable(::open("/dev/null", O_RDONLY));
+    const platform::Unique_Fd high(::fcntl(inheritable.get(), F_DUPFD, 700));
+    std::atomic<bool> stop{false};
+    std::thread opener([&] {
+      while (!stop)
+        platform::Unique_Fd first(::dup(inheritable.get())), second(::dup(inheritable.get()));
+    });
 
-  for (const bool as_nobody : {false, ::geteuid() == 0}) {
-    for (Descriptor_Closing closing : {Descriptor_Closing::by_range, Descriptor_Closing::one_by_one}) {
-      std::string output;
-      run_below("readlink /proc/self/fd/0; cd /proc/$$/fd && echo *; grep -E 'Sig(Blk|Ign)' /proc/self/status", output,
-                as_nobody ? &nobody : nullptr, closing);
-      // 3 is the shell's own, reading the directory.
-      EXPECT_EQ(output, "/dev/null\n0 1 2 3\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
+    for (const bool as_nobody : {false, ::geteuid() == 0}) {
+      for (int round = 0; round < 50; ++round) {
+        std::string output;
+        run_below("readlink /proc/self/fd/0; cd /proc/$$/fd && echo *; grep -E 'Sig(Blk|Ign)' /proc/self/status",
+                  output, as_nobody ? &NOBODY_ALONE : nullptr);
+        // 3 is the shell's own, reading the directory.
+        EXPECT_EQ(output, "/dev/null\n0 1 2 3\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
+      }
     }
+    stop = true;
+    opener.join();
   }
   ::signal(SIGPIPE, previous);
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+TEST_F(ProcessTest, a_child_with_another_user_has_a_session_of_its_own) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root may become somebody else";
+  std::string output;
+  run_below("read -r pid name state parent group session rest </proc/self/stat; echo $((session - $$))", output,
+            &NOBODY_ALONE);
+  EXPECT_EQ(output, "0\n");
 }
 
 void reap_all(int) {
@@ -279,6 +297,11 @@ bool become() {
   if (::geteuid() != 0) return true;
   const passwd* const user = ::getpwuid(id);
   return user != nullptr && ::initgroups(user->pw_name, id) == 0 && ::setgid(id) == 0 && ::setuid(id) == 0;
+}
+
+bool become_with_other_groups() {
+  const gid_t groups[] = {1, 2};
+  return ::setgroups(2, groups) == 0 && ::setgid(NOBODY) == 0 && ::setuid(NOBODY) == 0;
 }
 
 template <int spare>
@@ -312,6 +335,7 @@ TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
       {"has fewer than two pipes take", leave_descriptors<4>, -1, 0},
       {"may start no process", [&] { return become<NOBODY>() && ::setrlimit(RLIMIT_NPROC, &none) == 0; }, -1, 0},
       {"is the user already", become<NOBODY>, 0, 1, "nobody"},
+      {"is the user with other groups", become_with_other_groups, 0, 1, "nobody"},
       {"may not become the user", become<1>, -1, 0, "nobody"},
   };
   for (const auto& c : cases) {
