@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "fuzz/fuzz.h"
-#include "hana/common/instance_environment.h"
-#include "hana/common/sapservices.h"
+#include "hana/common/detail/instance_environment.h"
+#include "hana/common/detail/sapservices.h"
 #include "hana/common/utils.h"
 #include "platform/files/ini_file.h"
 #include "platform/files/unique_fd.h"

@@ -6,7 +6,7 @@
 
 #include "fuzz/fuzz.h"
 #include "hana/common/hdbsql_general_text_handler.h"
-#include "hana/common/quoted_row.h"
+#include "hana/common/detail/quoted_row.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <boost/regex.hpp>
 
-#include "hana/common/instance_environment.h"
-#include "hana/common/sapservices.h"
+#include "hana/common/detail/instance_environment.h"
+#include "hana/common/detail/sapservices.h"
 #include "platform/files/directory.h"
 #include "platform/files/file_content.h"
 #include "platform/files/ini_file.h"

@@ -2,7 +2,7 @@
 
 #include <boost/regex.hpp>
 
-#include "hana/common/sapservices.h"
+#include "hana/common/detail/sapservices.h"
 #include "platform/files/directory.h"
 #include "platform/files/file_content.h"
 #include "platform/log/log.h"

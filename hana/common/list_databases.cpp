@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "hana/common/quoted_row.h"
+#include "hana/common/detail/quoted_row.h"
 #include "hana/common/system_control.h"
 #include "platform/log/log.h"
 #include "platform/process/text_process_handler.h"

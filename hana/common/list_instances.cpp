@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "hana/common/environ_getter.h"
-#include "hana/common/start_service.h"
+#include "hana/common/detail/start_service.h"
 #include "hana/common/utils.h"
 #include "platform/log/log.h"
 #include "platform/process/process_ex.h"

@@ -1,4 +1,4 @@
-#include "hana/common/instance_environment.h"
+#include "hana/common/detail/instance_environment.h"
 
 #include <algorithm>
 #include <boost/algorithm/string/predicate.hpp>

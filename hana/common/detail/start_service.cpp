@@ -1,4 +1,4 @@
-#include "hana/common/start_service.h"
+#include "hana/common/detail/start_service.h"
 
 #include <boost/algorithm/string/case_conv.hpp>
 
