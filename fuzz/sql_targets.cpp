@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "fuzz/fuzz.h"
-#include "hana/common/hdbsql_general_text_handler.h"
 #include "hana/common/detail/quoted_row.h"
+#include "hana/common/hdbsql_general_text_handler.h"
 
 namespace {
 

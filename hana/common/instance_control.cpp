@@ -1,8 +1,8 @@
 #include "hana/common/instance_control.h"
 
+#include "hana/common/detail/start_service.h"
 #include "hana/common/environ_getter.h"
 #include "hana/common/server_port_manager.h"
-#include "hana/common/detail/start_service.h"
 #include "hana/common/system_control.h"
 #include "hana/common/utils.h"
 #include "platform/log/log.h"

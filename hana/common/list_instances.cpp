@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "hana/common/environ_getter.h"
 #include "hana/common/detail/start_service.h"
+#include "hana/common/environ_getter.h"
 #include "hana/common/utils.h"
 #include "platform/log/log.h"
 #include "platform/process/process_ex.h"

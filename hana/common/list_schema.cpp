@@ -4,8 +4,8 @@
 
 #include <utility>
 
-#include "hana/common/hdbsql_executor.h"
 #include "hana/common/detail/quoted_row.h"
+#include "hana/common/hdbsql_executor.h"
 #include "platform/log/log.h"
 #include "platform/process/text_process_handler.h"
 
