@@ -1,24 +1,43 @@
 #include "hana/backint_catalog/backint_backup_file.h"
 
 #include <exception>
+#include <utility>
 
+#include "hana/backint_catalog/detail/record_fields.h"
 #include "platform/json/object.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 
 namespace sap_hana {
 
-void Backup_File_Info::operator>>(platform::json::Object& object) const {
-  platform::json::insert(object)("info_uuid", info_uuid)("filename", filename)("size", size)(
-      "storage_size", storage_size)("extern_backup_id", extern_backup_id)("source_type", source_type)(
-      "storage_path", storage_path)("origin_path", origin_path)("pool_uuid", pool_uuid);
-  if (!location.empty()) platform::json::insert(object)("location", location);
+void write_fields(const Backup_File_Info& info, platform::json::Object& object) {
+  platform::json::insert(object)("info_uuid", info.info_uuid)("filename", info.filename)("size", info.size)(
+      "storage_size", info.storage_size)("extern_backup_id", info.extern_backup_id)("source_type", info.source_type)(
+      "storage_path", info.storage_path)("origin_path", info.origin_path)("pool_uuid", info.pool_uuid);
+  if (!info.location.empty()) platform::json::insert(object)("location", info.location);
 }
 
-void Backup_File_Info::operator<<(const platform::json::Object& object) {
-  platform::json::extract(object)("filename", filename)("size", size)("storage_size", storage_size)(
-      "extern_backup_id", extern_backup_id)("source_type", source_type)("storage_path", storage_path)(
-      "info_uuid", info_uuid)("origin_path", origin_path)("location", location)("pool_uuid", pool_uuid)(
-      "database_backup_id", database_backup_id);
+void read_fields(const platform::json::Object& object, Backup_File_Info& info) {
+  platform::json::extract(object)("filename", info.filename)("size", info.size)("storage_size", info.storage_size)(
+      "extern_backup_id", info.extern_backup_id)("source_type", info.source_type)("storage_path", info.storage_path)(
+      "info_uuid", info.info_uuid)("origin_path", info.origin_path)("location", info.location)(
+      "pool_uuid", info.pool_uuid)("database_backup_id", info.database_backup_id);
+}
+
+void Backup_File_Info::operator>>(platform::json::Object& object) const try {
+  platform::json::Object written = object;
+  write_fields(*this, written);
+  object.swap(written);
+} catch (...) {
+  platform::failed();
+}
+
+void Backup_File_Info::operator<<(const platform::json::Object& object) try {
+  Backup_File_Info read = *this;
+  read_fields(object, read);
+  *this = std::move(read);
+} catch (...) {
+  platform::failed();
 }
 
 bool Backup_File_Info::parse(const platform::json::Object& object) {
@@ -36,12 +55,18 @@ bool Backup_File_Info::parse(const platform::json::Object& object) {
   }
 }
 
-void Array_to_Backup_File_Info(const platform::json::Array& input, Backup_Files_Info& output) {
+void read_records(const platform::json::Array& input, Backup_Files_Info& output) {
+  Backup_Files_Info records;
   for (const platform::json::Value& element : input) {
-    if (element.type() != platform::json::obj_type) continue;
-    output.emplace_back();
-    output.back() << element.get_obj();
+    if (element.type() == platform::json::obj_type) read_fields(element.get_obj(), records.emplace_back());
   }
+  output.splice(output.end(), records);
+}
+
+void Array_to_Backup_File_Info(const platform::json::Array& input, Backup_Files_Info& output) try {
+  read_records(input, output);
+} catch (...) {
+  platform::failed();
 }
 
 }  // namespace sap_hana

@@ -11,6 +11,8 @@ namespace sap_hana {
 
 // One piece of data that a Backint job produced, as the backup server's catalog keeps it. Every field travels under
 // its own name; integers are JSON integers. Backup_File_Info() starts with zeros and empty texts.
+//
+// Where memory runs out, an operation logs it and leaves unchanged what it fills.
 struct GUSTAIKRUM_EXPORT Backup_File_Info {
   std::uint64_t id;       // the catalog's row
   std::string info_uuid;  // of this record

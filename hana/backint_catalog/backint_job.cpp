@@ -1,9 +1,12 @@
 #include "hana/backint_catalog/backint_job.h"
 
 #include <exception>
+#include <utility>
 
+#include "hana/backint_catalog/detail/record_fields.h"
 #include "platform/json/object.h"
 #include "platform/json/text.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 
 namespace sap_hana {
@@ -11,21 +14,39 @@ namespace sap_hana {
 Backint_Backup_Job_Info::Backint_Backup_Job_Info() : id(0), database_backup_id(0), compression_level(1) {}
 Backint_Backup_Job_Info::~Backint_Backup_Job_Info() = default;
 
-void Backint_Backup_Job_Info::operator>>(platform::json::Object& object) const {
-  platform::json::insert(object)("database_backup_id", database_backup_id)("uuid", uuid)("host_uuid", host_uuid)(
-      "job_act_id", job_act_id)("type", type)("location", location)("database", database)("compression", compression)(
-      "compression_level", compression_level)("extended_attrs", extended_attrs)("sid", sid)("pool_uuid", pool_uuid)(
-      "landscape_id", landscape_id);
+void write_fields(const Backint_Backup_Job_Info& info, platform::json::Object& object) {
+  platform::json::insert(object)("database_backup_id", info.database_backup_id)("uuid", info.uuid)(
+      "host_uuid", info.host_uuid)("job_act_id", info.job_act_id)("type", info.type)("location", info.location)(
+      "database", info.database)("compression", info.compression)("compression_level", info.compression_level)(
+      "extended_attrs", info.extended_attrs)("sid", info.sid)("pool_uuid", info.pool_uuid)("landscape_id",
+                                                                                           info.landscape_id);
 }
 
-void Backint_Backup_Job_Info::operator<<(const platform::json::Object& object) {
-  platform::json::extract(object)("database_backup_id", database_backup_id)("uuid", uuid)("host_uuid", host_uuid)(
-      "job_act_id", job_act_id)("type", type)("location", location)("database", database)("compression", compression)(
-      "compression_level", compression_level)("extended_attrs", extended_attrs)("sid", sid)("pool_uuid", pool_uuid)(
-      "landscape_id", landscape_id);
+void read_fields(const platform::json::Object& object, Backint_Backup_Job_Info& info) {
+  platform::json::extract(object)("database_backup_id", info.database_backup_id)("uuid", info.uuid)(
+      "host_uuid", info.host_uuid)("job_act_id", info.job_act_id)("type", info.type)("location", info.location)(
+      "database", info.database)("compression", info.compression)("compression_level", info.compression_level)(
+      "extended_attrs", info.extended_attrs)("sid", info.sid)("pool_uuid", info.pool_uuid)("landscape_id",
+                                                                                           info.landscape_id);
 }
 
-bool Backint_Backup_Job_Info::parse(const platform::json::Object& object) {
+void Backint_Backup_Job_Info::operator>>(platform::json::Object& object) const try {
+  platform::json::Object written = object;
+  write_fields(*this, written);
+  object.swap(written);
+} catch (...) {
+  platform::failed();
+}
+
+void Backint_Backup_Job_Info::operator<<(const platform::json::Object& object) try {
+  Backint_Backup_Job_Info read = *this;
+  read_fields(object, read);
+  *this = std::move(read);
+} catch (...) {
+  platform::failed();
+}
+
+bool Backint_Backup_Job_Info::parse(const platform::json::Object& object) try {
   constexpr bool REQUIRED = true;
   std::string attrs_text;
   try {
@@ -50,6 +71,8 @@ bool Backint_Backup_Job_Info::parse(const platform::json::Object& object) {
   extended_attrs.swap(attrs.get_obj());
   platform::json::extract(extended_attrs)("compression_level", compression_level);
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

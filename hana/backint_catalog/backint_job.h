@@ -9,6 +9,8 @@
 namespace sap_hana {
 
 // One Backint backup run, as the backup server's catalog keeps it. Every field travels under its own name.
+//
+// Where memory runs out, an operation logs it and leaves unchanged what it fills.
 struct GUSTAIKRUM_EXPORT Backint_Backup_Job_Info {
   std::uint64_t id;                  // the catalog's row
   std::uint64_t database_backup_id;  // HANA's id of the backup

@@ -3,10 +3,12 @@
 #include <exception>
 #include <string>
 
+#include "hana/backint_catalog/detail/record_fields.h"
 #include "platform/http/http_encoding.h"
 #include "platform/http/http_message.h"
 #include "platform/json/object.h"
 #include "platform/json/text.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 
 namespace sap_hana {
@@ -79,7 +81,7 @@ bool post_job(JSON_HTTP_Session& session, const Backint_Backup_Job_Info& info, b
   HTTP_Request request = content_request(JOB_PATH);
   HTTP_Response response;
   Value input = Object();
-  info >> input.get_obj();
+  write_fields(info, input.get_obj());
   platform::json::insert(input.get_obj())("check_exist", check_exist);
 
   const bool replied = session.post(request, &input, response, output);
@@ -96,41 +98,51 @@ bool post_job(JSON_HTTP_Session& session, const Backint_Backup_Job_Info& info, b
 Backint_Catalog_helper::Backint_Catalog_helper() : session_(platform::HTTP_Session_var(), 5, 300) {}
 Backint_Catalog_helper::~Backint_Catalog_helper() = default;
 
-bool Backint_Catalog_helper::init(JSON_HTTP_Session& session) {
+bool Backint_Catalog_helper::init(JSON_HTTP_Session& session) try {
   if (!session) return false;
   session_ = session;
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::add_job(const Backint_Backup_Job_Info& info) {
+bool Backint_Catalog_helper::add_job(const Backint_Backup_Job_Info& info) try {
   if (!has_session(session_)) return false;
   return post_job(session_, info, false, nullptr);
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::check_and_add_job(Backint_Backup_Job_Info& info) {
+bool Backint_Catalog_helper::check_and_add_job(Backint_Backup_Job_Info& info) try {
   if (!has_session(session_)) return false;
   Value output;
   if (!post_job(session_, info, true, &output)) return false;
-  info << output.get_obj();
+  read_fields(output.get_obj(), info);
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::get_job(const char* job_uuid, Backint_Backup_Job_Info& info) {
+bool Backint_Catalog_helper::get_job(const char* job_uuid, Backint_Backup_Job_Info& info) try {
   if (!is_given(job_uuid, JOB_UUID_MISSING)) return false;
   return get_job_req(query_of("job_uuid", job_uuid).c_str(), info);
+} catch (...) {
+  return platform::failed();
 }
 
 bool Backint_Catalog_helper::get_job(const char* landscape_id, std::uint64_t database_backup_id,
-                                     Backint_Backup_Job_Info& info) {
+                                     Backint_Backup_Job_Info& info) try {
   if (!is_given(landscape_id, LANDSCAPE_ID_MISSING)) return false;
   std::string query;
   HTTP_Query_String_Builder(query, false)
       .add("landscape_id", landscape_id, ENCODE, ENCODE)
       .add("database_backup_id", database_backup_id, ENCODE);
   return get_job_req(query.c_str(), info);
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::get_job_req(const char* query_string, Backint_Backup_Job_Info& info) {
+bool Backint_Catalog_helper::get_job_req(const char* query_string, Backint_Backup_Job_Info& info) try {
   if (!has_session(session_)) return false;
 
   HTTP_Request request = content_request(JOB_PATH);
@@ -147,26 +159,30 @@ bool Backint_Catalog_helper::get_job_req(const char* query_string, Backint_Backu
     return false;
   }
 
-  info << output.get_obj();
+  read_fields(output.get_obj(), info);
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::update_job_database_backup_id(const char* job_uuid, std::uint64_t database_backup_id) {
+bool Backint_Catalog_helper::update_job_database_backup_id(const char* job_uuid, std::uint64_t database_backup_id) try {
   if (!is_given(job_uuid, JOB_UUID_MISSING)) return false;
   // Deliberate: the request says nothing but these two, in the form of a whole job.
   Backint_Backup_Job_Info info;
   info.uuid = job_uuid;
   info.database_backup_id = database_backup_id;
   return update_job_req(info);
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::update_job_req(const Backint_Backup_Job_Info& info) {
+bool Backint_Catalog_helper::update_job_req(const Backint_Backup_Job_Info& info) try {
   if (!has_session(session_)) return false;
 
   HTTP_Request request = content_request(JOB_PATH);
   HTTP_Response response;
   Value input = Object();
-  info >> input.get_obj();
+  write_fields(info, input.get_obj());
   Value output;
   if (!is_success(session_.put(request, &input, response, &output), response)) {
     platform::log_error("Failed to update backint job: Failed to put %s, status %d, message = '%s'\n", JOB_PATH,
@@ -174,9 +190,11 @@ bool Backint_Catalog_helper::update_job_req(const Backint_Backup_Job_Info& info)
     return false;
   }
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::remove_job(const char* job_uuid) {
+bool Backint_Catalog_helper::remove_job(const char* job_uuid) try {
   if (!has_session(session_)) return false;
   if (!is_given(job_uuid, JOB_UUID_MISSING)) return false;
 
@@ -188,13 +206,17 @@ bool Backint_Catalog_helper::remove_job(const char* job_uuid) {
     return false;
   }
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::add_file(const char* job_uuid, const Backup_File_Info& file) {
+bool Backint_Catalog_helper::add_file(const char* job_uuid, const Backup_File_Info& file) try {
   return add_files(job_uuid, Backup_Files_Info(1, file));
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::add_files(const char* job_uuid, const Backup_Files_Info& files) {
+bool Backint_Catalog_helper::add_files(const char* job_uuid, const Backup_Files_Info& files) try {
   if (!has_session(session_)) return false;
   if (!is_given(job_uuid, JOB_UUID_MISSING)) return false;
   if (files.empty()) {
@@ -205,7 +227,7 @@ bool Backint_Catalog_helper::add_files(const char* job_uuid, const Backup_Files_
   platform::json::Array rows;
   for (const Backup_File_Info& file : files) {
     Object row;
-    file >> row;
+    write_fields(file, row);
     rows.emplace_back(std::move(row));
   }
   Value input = Object();
@@ -218,11 +240,13 @@ bool Backint_Catalog_helper::add_files(const char* job_uuid, const Backup_Files_
     return false;
   }
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 bool Backint_Catalog_helper::get_files(const char* landscape_id, const char* database, const char* filename,
                                        std::int64_t& total, Backup_Files_Info& files, std::int64_t limit,
-                                       std::int64_t offset) {
+                                       std::int64_t offset) try {
   std::string query;
   HTTP_Query_String_Builder builder(query, false);
   builder.add("limit", limit, ENCODE).add("offset", offset, ENCODE);
@@ -230,16 +254,20 @@ bool Backint_Catalog_helper::get_files(const char* landscape_id, const char* dat
   if (!is_empty(database)) builder.add("database", database, ENCODE, ENCODE);
   if (!is_empty(filename)) builder.add("filename", filename, ENCODE, ENCODE);
   return get_file_req(query.c_str(), total, files);
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::get_job_files(const char* job_uuid, Backup_Files_Info& files) {
+bool Backint_Catalog_helper::get_job_files(const char* job_uuid, Backup_Files_Info& files) try {
   if (!is_given(job_uuid, JOB_UUID_MISSING)) return false;
   // Deliberate: for files the job's key is "uuid".
   std::int64_t total = 0;
   return get_file_req(query_of("uuid", job_uuid).c_str(), total, files) && !files.empty();
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::get_file_by_ebid(const char* ebid, Backup_File_Info& file) {
+bool Backint_Catalog_helper::get_file_by_ebid(const char* ebid, Backup_File_Info& file) try {
   if (!is_given(ebid, EBID_MISSING)) return false;
   std::int64_t total = 0;
   Backup_Files_Info files;
@@ -247,9 +275,11 @@ bool Backint_Catalog_helper::get_file_by_ebid(const char* ebid, Backup_File_Info
 
   file = files.back();
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::get_file_req(const char* query_string, std::int64_t& total, Backup_Files_Info& files) {
+bool Backint_Catalog_helper::get_file_req(const char* query_string, std::int64_t& total, Backup_Files_Info& files) try {
   if (!has_session(session_)) return false;
   if (!is_given(query_string, QUERY_STRING_MISSING)) return false;
 
@@ -267,15 +297,17 @@ bool Backint_Catalog_helper::get_file_req(const char* query_string, std::int64_t
     const Object& reply = output.get_obj();
     const platform::json::Array& rows = platform::json::object_get_array_or_throw(reply, "rows");
     total = platform::json::object_get_int64_or_throw(reply, "total");
-    Array_to_Backup_File_Info(rows, files);
+    read_records(rows, files);
     return true;
   } catch (const std::exception& error) {
     platform::log_error("Failed to get backint backup file: %s\n", error.what());
     return false;
   }
+} catch (...) {
+  return platform::failed();
 }
 
-bool Backint_Catalog_helper::remove_file(const char* ebid) {
+bool Backint_Catalog_helper::remove_file(const char* ebid) try {
   if (!has_session(session_)) return false;
   if (!is_given(ebid, EBID_MISSING)) return false;
 
@@ -286,6 +318,8 @@ bool Backint_Catalog_helper::remove_file(const char* ebid) {
     return false;
   }
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

@@ -2,8 +2,9 @@
 
 #include <boost/regex.hpp>
 
-#include <exception>
+#include <stdexcept>
 
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/text/natoi.h"
 
@@ -20,7 +21,7 @@ bool search(const std::string& name, boost::smatch& match, const boost::regex& p
             boost::match_flag_type flags = boost::match_default) {
   try {
     return boost::regex_search(name, match, pattern, flags);
-  } catch (const std::exception&) {
+  } catch (const std::runtime_error&) {
     return false;
   }
 }
@@ -52,7 +53,7 @@ Filename_Parser::File_Type Filename_Parser::type(const std::string& name) const 
   return TYPE_UNKNOWN;
 }
 
-bool Filename_Parser::parse_log_file(const std::string& name, Log_File_Entry& entry) const {
+bool Filename_Parser::parse_log_file(const std::string& name, Log_File_Entry& entry) const try {
   boost::smatch match;
   if (!search(name, match, LOG_FILE_RE)) {
     platform::log_error("Failed to analyse log file name '%s'\n", name.c_str());
@@ -66,9 +67,11 @@ bool Filename_Parser::parse_log_file(const std::string& name, Log_File_Entry& en
   entry.last_position = number<std::uint64_t>(name, match, LOG_FILE_LAST_POSITION);
   entry.backup_id = number<std::uint64_t>(name, match, LOG_FILE_BACKUP_ID);
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool Filename_Parser::parse_full_backup_file(const std::string& name, Full_Backup_Entry& entry) const {
+bool Filename_Parser::parse_full_backup_file(const std::string& name, Full_Backup_Entry& entry) const try {
   boost::smatch match;
   if (!search_from_start(name, match, FULL_BACKUP_FILE_RE)) {
     platform::log_error("Failed to analyse full backup file name '%s'\n", name.c_str());
@@ -79,9 +82,11 @@ bool Filename_Parser::parse_full_backup_file(const std::string& name, Full_Backu
   entry.volume_id = number<std::uint16_t>(name, match, 2);
   entry.partition_id = number<std::uint16_t>(name, match, 3);
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool Filename_Parser::parse_delta_backup_file(const std::string& name, Delta_Backup_Entry& entry) const {
+bool Filename_Parser::parse_delta_backup_file(const std::string& name, Delta_Backup_Entry& entry) const try {
   boost::smatch match;
   if (!search_from_start(name, match, DELTA_BACKUP_FILE_RE)) {
     platform::log_error("Failed to analyse delta backup file name '%s'\n", name.c_str());
@@ -95,6 +100,8 @@ bool Filename_Parser::parse_delta_backup_file(const std::string& name, Delta_Bac
   // Deliberate: the partition is taken from the base backup id.
   entry.partition_id = number<std::uint16_t>(name, match, 3);
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

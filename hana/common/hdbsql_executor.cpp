@@ -6,9 +6,9 @@
 #include "hana/common/server_port_manager.h"
 #include "hana/common/utils.h"
 #include "platform/instances/instance_manager.h"
+#include "platform/log/failed.h"
 #include "platform/process/process_ex.h"
 #include "platform/process/process_options.h"
-#include "platform/text/format.h"
 
 namespace sap_hana {
 namespace {
@@ -35,19 +35,21 @@ bool has_nul(const Text& text) {
 }  // namespace
 
 HDBSQL_Executor::HDBSQL_Executor(const std::string& tool)
-    : initialize_(false), multi_container_(false), port_(0), instance_number_(0), tool_(tool) {}
+    : initialize_(false), multi_container_(false), port_(0), instance_number_(0), tool_(platform::kept_name(tool)) {}
 
 bool HDBSQL_Executor::init(const std::string& sid, const std::string& instance_name, const std::string& database,
-                           const std::string& username, const platform::secure_string& password) {
+                           const std::string& username, const platform::secure_string& password) try {
   if (sid.empty() || instance_name.empty() || username.empty() || password.empty()) {
     platform::log_error("Failed to initialize hdbsql executor: Lack of necessary information\n");
     return false;
   }
   return init(generate_instance_manager_name(sid, instance_name), database, username, password);
+} catch (...) {
+  return platform::failed();
 }
 
 bool HDBSQL_Executor::init(const std::string& instance_manager_name, const std::string& database,
-                           const std::string& username, const platform::secure_string& password) {
+                           const std::string& username, const platform::secure_string& password) try {
   if (instance_manager_name.empty() || username.empty() || password.empty()) {
     platform::log_error("Failed to initialize hdbsql executor: Lack of necessary information\n");
     return false;
@@ -65,31 +67,38 @@ bool HDBSQL_Executor::init(const std::string& instance_manager_name, const std::
     return false;
   }
   return init(info, username, password);
+} catch (...) {
+  return platform::failed();
 }
 
 bool HDBSQL_Executor::init(const Database_Info& info, const std::string& username,
-                           const platform::secure_string& password) {
+                           const platform::secure_string& password) try {
   if (username.empty() || password.empty()) {
     platform::log_error("Failed to init HDBSQL executor: username or password empty\n");
     return false;
   }
 
+  // Made aside, so that nothing is changed where memory runs out.
+  HDBSQL_Executor next(*this);
   const System_Instance_Info& instance = info.instance_info;
-  host_ = instance.system_info.localhost;
-  sid_ = instance.system_info.sid;
-  database_ = info.name;
-  instance_number_ = instance.instance_number;
-  username_ = username;
-  password_ = password;
-  multi_container_ = instance.system_info.multi_container;
-  port_ = Server_Port_Manager(instance_number_)
-              .get_port(multi_container_ ? Server_Port_Manager::TYPE_MDC_INDEXSERVER
-                                         : Server_Port_Manager::TYPE_INDEXSERVER);
-  dir_executable_ = instance.dir_executable;
+  next.host_ = instance.system_info.localhost;
+  next.sid_ = instance.system_info.sid;
+  next.database_ = info.name;
+  next.instance_number_ = instance.instance_number;
+  next.username_ = username;
+  next.password_ = password;
+  next.multi_container_ = instance.system_info.multi_container;
+  next.port_ = Server_Port_Manager(next.instance_number_)
+                   .get_port(next.multi_container_ ? Server_Port_Manager::TYPE_MDC_INDEXSERVER
+                                                   : Server_Port_Manager::TYPE_INDEXSERVER);
+  next.dir_executable_ = instance.dir_executable;
   // Deliberate: a later init() moves the library path, but not hdbsql.
-  if (tool_.empty()) platform::string_sprintf(tool_, "%s/hdbsql", instance.dir_executable.c_str());
-  initialize_ = true;
+  if (next.tool_.empty()) next.tool_ = instance.dir_executable + "/hdbsql";
+  next.initialize_ = true;
+  *this = std::move(next);
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 bool HDBSQL_Executor::is_initialized() {
@@ -97,17 +106,19 @@ bool HDBSQL_Executor::is_initialized() {
   return initialize_;
 }
 
-bool HDBSQL_Executor::execute(const std::string& sql, platform::ACE_Log_Msg_Callback_var log_msg_callback) {
+bool HDBSQL_Executor::execute(const std::string& sql, platform::ACE_Log_Msg_Callback_var log_msg_callback) try {
   if (!is_initialized()) {
     platform::log_error("Failed to execute sql '%s'\n", sql.c_str());
     return false;
   }
   platform::Text_Process_Handler nowhere(0);
   return execute(sql, &nowhere, std::move(log_msg_callback));
+} catch (...) {
+  return platform::failed();
 }
 
 bool HDBSQL_Executor::execute(const std::string& sql, platform::Text_Process_Handler* handler,
-                              platform::ACE_Log_Msg_Callback_var log_msg_callback) {
+                              platform::ACE_Log_Msg_Callback_var log_msg_callback) try {
   if (handler == nullptr) {
     platform::log_precondition("Unexpected error in %N:%l, handler is NULL:\n%?\n");
     return false;
@@ -141,6 +152,8 @@ bool HDBSQL_Executor::execute(const std::string& sql, platform::Text_Process_Han
     return false;
   }
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

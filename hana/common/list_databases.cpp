@@ -6,6 +6,7 @@
 
 #include "hana/common/detail/quoted_row.h"
 #include "hana/common/system_control.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/process/text_process_handler.h"
 
@@ -39,14 +40,15 @@ class List_Databases_Line_Handler : public platform::Text_Process_Handler {
 
 Database_Lister::Database_Lister(const std::string& sid, const std::string& instance_name, const std::string& username,
                                  const platform::secure_string& password)
-    : sid_(sid), executor_("") {
+    : sid_(platform::kept_name(sid)), executor_("") {
   // A failure shows when the executor is used.
   executor_.init(sid, instance_name, "", username, password);
 }
 
-Database_Lister::Database_Lister(HDBSQL_Executor& executor) : executor_(executor) {}
+Database_Lister::Database_Lister(HDBSQL_Executor& executor)
+    : executor_(platform::kept(executor, HDBSQL_Executor(""))) {}
 
-bool Database_Lister::list(Database_Info_List& infos, const std::string& name) {
+bool Database_Lister::list(Database_Info_List& infos, const std::string& name) try {
   std::string sql = "select DATABASE_NAME,DESCRIPTION,ACTIVE_STATUS from M_DATABASES";
   if (!name.empty()) sql += " where DATABASE_NAME = '" + name + "'";
 
@@ -63,13 +65,17 @@ bool Database_Lister::list(Database_Info_List& infos, const std::string& name) {
   info.name = sid_;
   infos.push_back(std::move(info));
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool Database_Lister::list(Database_Info& info, const std::string& name) {
+bool Database_Lister::list(Database_Info& info, const std::string& name) try {
   Database_Info_List infos;
   if (!list(infos, name) || infos.empty()) return false;
   info = std::move(infos.front());
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

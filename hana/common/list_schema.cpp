@@ -6,6 +6,7 @@
 
 #include "hana/common/detail/quoted_row.h"
 #include "hana/common/hdbsql_executor.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/process/text_process_handler.h"
 
@@ -40,9 +41,12 @@ class List_Schema_Line_Handler : public platform::Text_Process_Handler {
 
 Schema_Lister::Schema_Lister(const std::string& sid, const std::string& instance_name, const std::string& user,
                              const platform::secure_string& password)
-    : sid_(sid), instance_name_(instance_name), user_(user), password_(password) {}
+    : sid_(platform::kept(sid)),
+      instance_name_(platform::kept(instance_name)),
+      user_(platform::kept(user)),
+      password_(platform::kept(password)) {}
 
-bool Schema_Lister::list_schema(const std::string& database, Database_Scheme_Base_Info_List& infos) {
+bool Schema_Lister::list_schema(const std::string& database, Database_Scheme_Base_Info_List& infos) try {
   HDBSQL_Executor executor("");
   List_Schema_Line_Handler handler(infos);
   if (!executor.init(sid_, instance_name_, database, user_, password_) ||
@@ -53,6 +57,8 @@ bool Schema_Lister::list_schema(const std::string& database, Database_Scheme_Bas
     return false;
   }
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

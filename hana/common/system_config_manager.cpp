@@ -6,6 +6,7 @@
 #include <locale>
 
 #include "hana/common/hdbsql_general_text_handler.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/text/format.h"
 
@@ -46,9 +47,10 @@ System_Config_Manager::LOG_MODE log_mode_of(const std::string& text) {
 
 }  // namespace
 
-System_Config_Manager::System_Config_Manager(const HDBSQL_Executor& hdbsql) : hdbsql_(hdbsql) {}
+System_Config_Manager::System_Config_Manager(const HDBSQL_Executor& hdbsql)
+    : hdbsql_(platform::kept(hdbsql, HDBSQL_Executor(""))) {}
 
-bool System_Config_Manager::get_inifile_value(const std::string& key, std::string& value) {
+bool System_Config_Manager::get_inifile_value(const std::string& key, std::string& value) try {
   const platform::snprintf_t<4096> sql(
       "SELECT VALUE from M_INIFILE_CONTENTS where key = '%s' and LAYER_NAME = 'SYSTEM'", key.c_str());
   HDBSQL_General_Text_Handler handler;
@@ -60,6 +62,8 @@ bool System_Config_Manager::get_inifile_value(const std::string& key, std::strin
   value = handler.get_values().back()[position];
   // Deliberate: true for an empty value. The callers look at the value alone.
   return value.empty();
+} catch (...) {
+  return platform::failed();
 }
 
 bool System_Config_Manager::string_to_bool(const std::string& input, bool& output) {
@@ -69,18 +73,22 @@ bool System_Config_Manager::string_to_bool(const std::string& input, bool& outpu
   return true;
 }
 
-bool System_Config_Manager::alter_system_value(const char* layer, const char* key, bool value) {
+bool System_Config_Manager::alter_system_value(const char* layer, const char* key, bool value) try {
   return alter_system_value(layer, key, value ? "true" : "false");
+} catch (...) {
+  return platform::failed();
 }
 
-bool System_Config_Manager::alter_system_value(const char* layer, const char* key, const char* value) {
+bool System_Config_Manager::alter_system_value(const char* layer, const char* key, const char* value) try {
   const platform::snprintf_t<4096> sql(
       "ALTER SYSTEM ALTER CONFIGURATION ('global.ini', 'SYSTEM') SET ('%s', '%s') = '%s' WITH RECONFIGURE", layer, key,
       value);
   return hdbsql_.execute(sql.str(), platform::ACE_Log_Msg_Callback_var());
+} catch (...) {
+  return platform::failed();
 }
 
-bool System_Config_Manager::alter_log_mode(LOG_MODE mode) {
+bool System_Config_Manager::alter_log_mode(LOG_MODE mode) try {
   const char* const text = get_key_value_entry(mode_table, mode).text;
   if (text == nullptr) {
     platform::log_error("Failed to alter log mode: unkonwn mode\n");
@@ -96,9 +104,11 @@ bool System_Config_Manager::alter_log_mode(LOG_MODE mode) {
     return false;
   }
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool System_Config_Manager::alter_flag(const char* layer, const char* key, bool action, const char* what) {
+bool System_Config_Manager::alter_flag(const char* layer, const char* key, bool action, const char* what) try {
   std::string text;
   bool current = false;
   get_inifile_value(key, text);
@@ -110,6 +120,8 @@ bool System_Config_Manager::alter_flag(const char* layer, const char* key, bool 
     return false;
   }
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 bool System_Config_Manager::alter_auto_log_backup(bool action) {

@@ -1,5 +1,6 @@
 #include "hana/common/utils.h"
 
+#include <limits.h>
 #include <sys/stat.h>
 
 #include <boost/algorithm/string/predicate.hpp>
@@ -8,6 +9,7 @@
 
 #include "platform/files/chown_r.h"
 #include "platform/files/path_conf.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/text/format.h"
 #include "platform/text/natoi.h"
@@ -38,12 +40,18 @@ std::string catalog_path(const char* file_name) {
 
 }  // namespace
 
-std::string generate_instance_manager_name(const std::string& sid, const std::string& instance_name) {
+std::string generate_instance_manager_name(const std::string& sid, const std::string& instance_name) try {
   return sid + "_" + instance_name;
+} catch (...) {
+  platform::failed();
+  return {};
 }
 
-std::string generate_instance_manager_name(const std::string& sid, std::uint16_t instance_number) {
+std::string generate_instance_manager_name(const std::string& sid, std::uint16_t instance_number) try {
   return platform::snprintf_t<64>("%s_HDB%02d", sid.c_str(), instance_number).str();
+} catch (...) {
+  platform::failed();
+  return {};
 }
 
 bool instance_name_to_number(const std::string& name, std::uint16_t& number) {
@@ -57,7 +65,7 @@ bool instance_number_to_name(std::uint16_t number, std::string& name) {
 }
 
 bool parse_version_string(const std::string& str, std::uint16_t& major, std::uint32_t& support_pack,
-                          std::uint16_t& patch_number) {
+                          std::uint16_t& patch_number) try {
   if (str.empty()) return false;
 
   std::vector<std::string> pieces;
@@ -69,10 +77,12 @@ bool parse_version_string(const std::string& str, std::uint16_t& major, std::uin
   support_pack = static_cast<std::uint32_t>(platform::natoi<std::int32_t>(pieces[2].c_str()));
   patch_number = static_cast<std::uint16_t>(platform::natoi<std::int32_t>(pieces[3].c_str()));
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 bool ondemand_conf_path(const std::string& sid, const std::string& instance_name, const std::string& database,
-                        std::string& path) {
+                        std::string& path) try {
   if (sid.empty()) {
     platform::log_error("Failed to generate onadmend configuration file path: lack of necessary path\n");
     return false;
@@ -85,6 +95,8 @@ bool ondemand_conf_path(const std::string& sid, const std::string& instance_name
   }
   path = agent_path(platform::Path_Conf(STATE_DIRECTORY, false, name, STATE_MODE));
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 bool hana_time_to_posix_time(const char* s, std::time_t& t) {
@@ -102,16 +114,18 @@ bool change_directory_permission(const std::string& path, int permission) {
   if (path.empty()) return true;
 
   const auto mode = static_cast<mode_t>(permission);
-  for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+  char parent[PATH_MAX];  // a longer path names nothing
+  for (std::size_t slash = path.find('/'); slash < PATH_MAX - 1; slash = path.find('/', slash + 1)) {
     // The first one of an absolute path is the root directory, whose mode is set too, deliberately.
-    ::chmod(path.substr(0, slash + 1).c_str(), mode);
+    parent[path.copy(parent, slash + 1)] = '\0';
+    ::chmod(parent, mode);
   }
   ::chmod(path.c_str(), mode);
   return true;
 }
 
 bool catalog_conf_file_name(const char* origin_sid, const char* origin_database, const char* target_sid,
-                            const char* target_database, std::string& name) {
+                            const char* target_database, std::string& name) try {
   if (!is_given(origin_sid, "Unexpected error in %N:%l, origin_sid is NULL or \"\":\n%?\n")) return false;
   if (!is_given(origin_database, "Unexpected error in %N:%l, origin_database is NULL or \"\":\n%?\n")) return false;
   if (!is_given(target_sid, "Unexpected error in %N:%l, target_sid is NULL or \"\":\n%?\n")) return false;
@@ -120,18 +134,22 @@ bool catalog_conf_file_name(const char* origin_sid, const char* origin_database,
   const platform::snprintf_t<256> file("%s@%s-%s@%s", origin_sid, origin_database, target_sid, target_database);
   name = catalog_path(file.c_str());
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool restore_ext_conf_file(const char* sid, const char* database, std::string& name) {
+bool restore_ext_conf_file(const char* sid, const char* database, std::string& name) try {
   if (!is_given(sid, "Unexpected error in %N:%l, sid is NULL or \"\":\n%?\n")) return false;
   if (!is_given(database, "Unexpected error in %N:%l, database is NULL or \"\":\n%?\n")) return false;
 
   const platform::snprintf_t<256> file("%s@%s-restore-ext-conf", sid, database);
   name = catalog_path(file.c_str());
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool database_pipe_path(const char* sid, const char* database, bool mdc, std::string& path) {
+bool database_pipe_path(const char* sid, const char* database, bool mdc, std::string& path) try {
   if (!is_given(sid, "Unexpected error in %N:%l, sid is NULL or \"\":\n%?\n")) return false;
   if (!is_given(database, "Unexpected error in %N:%l, database is NULL or \"\":\n%?\n")) return false;
 
@@ -139,6 +157,8 @@ bool database_pipe_path(const char* sid, const char* database, bool mdc, std::st
   const bool tenant = mdc && name != "SYSTEMDB";
   path = std::string("/usr/sap/") + sid + "/SYS/global/hdb/backint/" + (tenant ? "DB_" : "") + name;
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

@@ -9,7 +9,8 @@
 namespace sap_hana {
 
 // Turns HANA's names into one another and into paths. None of these keeps state; threads may call them at once.
-// Where one is false, its out-parameters are unchanged.
+// Where one is false, its out-parameters are unchanged. Where memory runs out, that is logged, and the result is false
+// or empty.
 
 // The name under which an instance is configured: "ABC_HDB00" for ABC and "HDB00", or for ABC and 0. Nothing is
 // checked; a number above 99 gives more digits.

@@ -4,7 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
-#include <exception>
+#include <stdexcept>
 
 namespace sap_hana {
 
@@ -19,7 +19,7 @@ inline bool find_quoted_row(const char* line, std::size_t length, const boost::r
   if (quote == nullptr) return false;
   try {
     return boost::regex_search(quote, line + length, match, pattern, boost::match_continuous);
-  } catch (const std::exception&) {
+  } catch (const std::runtime_error&) {
     return false;
   }
 }
