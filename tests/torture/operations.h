@@ -1,0 +1,37 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "sandbox/catalog_service.h"
+#include "sandbox/host.h"
+
+namespace torture {
+
+enum Trait {
+  SILENT = 1,   // its header says that it may fail without a message
+  QUIET = 2,    // ... that it tells the cause at LM_DEBUG
+  DEGRADES = 4  // its header says that it may succeed with less, and a message
+};
+
+// A public operation, run once on the simulated host from the making of its objects to their end.
+struct Operation {
+  const char* name;
+  int traits;
+  void (*prepare)();                           // makes the host ready for it; null for nothing
+  std::function<bool(std::string& told)> run;  // its result, and its out-parameters as a text
+};
+
+extern const std::vector<Operation> OPERATIONS;
+
+// The host and the service that they work on; made before the first one.
+struct World {
+  World();
+
+  sandbox::Host host;
+  sandbox::Catalog_Service catalog{{}};
+};
+extern World* world;
+
+}  // namespace torture
