@@ -5,13 +5,17 @@
 
 #include <cerrno>
 #include <cstring>
+#include <map>
+#include <new>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <utility>
-#include <vector>
 
+#include "platform/files/unique_fd.h"
 #include "platform/process/activity_log.h"
 #include "platform/process/spawn.h"
+#include "platform/text/format.h"
 
 namespace platform {
 namespace {
@@ -39,30 +43,20 @@ std::string_view variable_name(const char* entry) {
   return sign == nullptr ? std::string_view(entry) : std::string_view(entry, static_cast<std::size_t>(sign - entry));
 }
 
-// Appends the variables of `entries` that the table does not hold yet.
-void add_variables(char* const* entries, std::vector<char*>& table) {
-  for (const std::size_t before = table.size(); *entries != nullptr; ++entries) {
-    const std::string_view name = variable_name(*entries);
-    bool known = false;
-    for (std::size_t i = 0; i < before && !known; ++i)
-      known = variable_name(table[i]) == name;
-    if (!known) table.push_back(*entries);
-  }
-}
-
-// The variables set in the options, a later one over an earlier, then those that are inherited.
+// The variables set in the options, a later one over an earlier, and those that are inherited besides. Null-terminated.
 std::vector<char*> environment_of(ACE_Process_Options& options) {
-  std::vector<char*> own;
+  std::map<std::string_view, char*> variables;
   for (char* const* entry = options.env_argv(); *entry != nullptr; ++entry)
-    own.insert(own.begin(), *entry);
-  own.push_back(nullptr);
+    variables[variable_name(*entry)] = *entry;
+  if (options.inherit_environment() && environ != nullptr) {
+    for (char* const* entry = environ; *entry != nullptr; ++entry)
+      variables.emplace(variable_name(*entry), *entry);
+  }
 
   std::vector<char*> table;
-  for (char* const* entry = own.data(); *entry != nullptr; ++entry) {
-    char* const one[] = {*entry, nullptr};
-    add_variables(one, table);
-  }
-  if (options.inherit_environment() && environ != nullptr) add_variables(environ, table);
+  table.reserve(variables.size() + 1);
+  for (const auto& [name, entry] : variables)
+    table.push_back(entry);
   table.push_back(nullptr);
   return table;
 }
@@ -74,32 +68,56 @@ constexpr auto UNCHANGED = static_cast<uid_t>(-1);
 ACE_Process_Ex::ACE_Process_Ex(unsigned int flags, const char*, ACE_Log_Msg_Callback_var callback)
     : flags_(flags), callback_(std::move(callback)) {}
 
-ACE_Process_Ex::~ACE_Process_Ex() = default;
+ACE_Process_Ex::~ACE_Process_Ex() {
+  close_pipes();
+}
 
-void ACE_Process_Ex::tell(ACE_Process_Options& options, const std::string& what) const {
-  const char* const program = options.command_line_argv()[0];
-  // Up to the first blank: an open quote in the program's path takes the arguments in, a password among them.
-  const std::string name = program == nullptr ? "child" : "'" + std::string(program, std::strcspn(program, " ")) + "'";
-  const std::string text = name + " " + what;
-  log_activity(callback_, text.data(), text.size());
+void ACE_Process_Ex::close_pipes() {
+  const Unique_Fd output(take_stdout());
+  const Unique_Fd error(take_stderr());
+}
+
+void ACE_Process_Ex::tell(ACE_Process_Options& options, const char* what, int error) const {
+  try {
+    const char* const program = options.command_line_buf() == nullptr ? nullptr : options.command_line_argv()[0];
+    std::string text = "child";
+    // Up to the first blank: an open quote in the program's path takes the arguments in, a password among them.
+    if (program != nullptr) text = "'" + std::string(program, std::strcspn(program, " ")) + "'";
+    text.append(" ").append(what);
+    if (error != 0) text += ": " + std::generic_category().message(error);
+    log_activity(callback_, text);
+  } catch (const std::bad_alloc&) {
+    log_activity(callback_, what);
+  }
 }
 
 pid_t ACE_Process_Ex::spawn(Process_Options& options) {
-  if (options.fault().empty()) return spawn(options, options.groups());
-  tell(options, "cannot be started: " + options.fault());
+  if (options.fault().empty()) return start(options, options.groups());
+  tell(options, snprintf_t<128>("cannot be started: %s", options.fault().c_str()).c_str());
   return -1;
 }
 
 pid_t ACE_Process_Ex::spawn(ACE_Process_Options& options) {
   const bool changes_user = options.getruid() != UNCHANGED || options.geteuid() != UNCHANGED ||
                             options.getrgid() != UNCHANGED || options.getegid() != UNCHANGED;
-  if (!changes_user) return spawn(options, {});
+  if (!changes_user) return start(options, {});
   errno = EPERM;
   tell(options, "cannot be started: its user was set without the groups");
   return -1;
 }
 
-pid_t ACE_Process_Ex::spawn(ACE_Process_Options& options, const std::vector<gid_t>& groups) {
+pid_t ACE_Process_Ex::start(ACE_Process_Options& options, const std::vector<gid_t>& groups) {
+  try {
+    child_id_ = start_with_pipes(options, groups);
+  } catch (const std::bad_alloc&) {
+    child_id_ = -1;
+    errno = ENOMEM;
+  }
+  if (child_id_ < 0) tell(options, "cannot be started", errno);
+  return child_id_;
+}
+
+pid_t ACE_Process_Ex::start_with_pipes(ACE_Process_Options& options, const std::vector<gid_t>& groups) {
   const Child_Identity identity{options.getruid(), options.getrgid(), groups};
   const std::vector<char*> environment = environment_of(options);
   Spawn_Request request{options.command_line_argv(), environment.data()};
@@ -114,14 +132,13 @@ pid_t ACE_Process_Ex::spawn(ACE_Process_Options& options, const std::vector<gid_
   request.standard_output = output.writer.get();
   request.standard_error = error.writer.get();
 
-  child_id_ = ready ? platform::spawn(request) : -1;
-  if (child_id_ < 0) {
-    tell(options, "cannot be started: " + std::generic_category().message(errno));
-    return -1;
+  const pid_t pid = ready ? start_child(request) : -1;
+  if (pid >= 0) {
+    close_pipes();
+    stdout_ = output.reader.release();
+    stderr_ = error.reader.release();
   }
-  stdout_ = std::move(output.reader);
-  stderr_ = std::move(error.reader);
-  return child_id_;
+  return pid;
 }
 
 }  // namespace platform

@@ -2,10 +2,10 @@
 
 #include <ace/Process.h>
 
-#include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/export.h"
-#include "platform/files/unique_fd.h"
 #include "platform/log/log.h"
 #include "platform/process/process_options.h"
 
@@ -39,22 +39,26 @@ class GUSTAIKRUM_EXPORT ACE_Process_Ex : public ACE_Process {
   // The same for ACE's own options, which cannot change the user (EPERM).
   pid_t spawn(ACE_Process_Options& options) override;
 
-  // The reading ends; empty for a stream that is not captured or was taken before. The caller owns them.
-  Unique_Fd take_stdout() { return std::move(stdout_); }
-  Unique_Fd take_stderr() { return std::move(stderr_); }
+  // The descriptors of the reading ends; -1 for a stream that is not captured or was taken before. The caller owns
+  // them.
+  int take_stdout() { return std::exchange(stdout_, -1); }
+  int take_stderr() { return std::exchange(stderr_, -1); }
 
   const ACE_Log_Msg_Callback_var& callback() const { return callback_; }
 
-  // Tells the callback, or the log at LM_DEBUG, that the program of `options` "... <what>".
-  void tell(ACE_Process_Options& options, const std::string& what) const;
+  // Tells the callback, or the log at LM_DEBUG, that the program of `options` "... <what>", with the text of an error
+  // number other than 0 behind it.
+  void tell(ACE_Process_Options& options, const char* what, int error = 0) const;
 
  private:
-  pid_t spawn(ACE_Process_Options& options, const std::vector<gid_t>& groups);
+  GUSTAIKRUM_LOCAL pid_t start(ACE_Process_Options& options, const std::vector<gid_t>& groups);
+  GUSTAIKRUM_LOCAL pid_t start_with_pipes(ACE_Process_Options& options, const std::vector<gid_t>& groups);
+  GUSTAIKRUM_LOCAL void close_pipes();
 
   unsigned int flags_;
   ACE_Log_Msg_Callback_var callback_;
-  Unique_Fd stdout_;
-  Unique_Fd stderr_;
+  int stdout_ = -1;
+  int stderr_ = -1;
 };
 
 }  // namespace platform

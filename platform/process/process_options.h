@@ -53,8 +53,8 @@ class GUSTAIKRUM_EXPORT Process_Options : public ACE_Process_Options {
   using ACE_Process_Options::setrgid;
   using ACE_Process_Options::setruid;
 
-  int fail(std::string fault);
-  void wipe_command_line();
+  GUSTAIKRUM_LOCAL int fail(std::string fault);
+  GUSTAIKRUM_LOCAL void wipe_command_line();
 
   std::string fault_;
   std::vector<gid_t> groups_;

@@ -205,7 +205,7 @@ pid_t start_as(const Child_Identity& identity, Child_Plan& plan, volatile int& e
 
 }  // namespace
 
-pid_t spawn(const Spawn_Request& request) {
+pid_t start_child(const Spawn_Request& request) {
   const Shared_Error error;
   if (!error) return -1;
   Child_Plan plan(request);

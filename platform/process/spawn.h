@@ -30,6 +30,6 @@ struct Spawn_Request {
 //
 // Returns the child's pid once the program runs; the child is the caller's to wait for. -1 with errno if it does not
 // run, whether the descriptors, the user or the program itself was refused; then nothing is left of it.
-pid_t spawn(const Spawn_Request& request);
+pid_t start_child(const Spawn_Request& request);
 
 }  // namespace platform

@@ -32,9 +32,9 @@ class GUSTAIKRUM_EXPORT Text_Process_Handler {
   // Starts the child through `process` (which stays the caller's) and feeds its output to the callbacks until the
   // child has ended, even if a descendant still holds its pipes. A child with open output has no time limit.
   //
-  // 0 exactly when the child was started and exited with status 0. Else -1, and what happened (no start, exit status,
-  // signal, a status that somebody else took, ended by us) is told to the process's callback or the log at LM_DEBUG;
-  // the command line is never told.
+  // 0 exactly when the child was started, all that it wrote was read and it exited with status 0. Else -1, and what
+  // happened (no start, exit status, signal, a status that somebody else took, ended by us, output lost) is told to the
+  // process's callback or the log at LM_DEBUG; the command line is never told.
   int call(ACE_Process_Ex* process, Process_Options& options);
 
   // The same with a process that it makes from the REDIRECT_ flags of ACE_Process_Ex.
@@ -42,7 +42,8 @@ class GUSTAIKRUM_EXPORT Text_Process_Handler {
 
  protected:
   // One line of standard output; `line` is not terminated, `length` is in bytes. 0 if it was taken; -1 rejects the
-  // line, and the next ones still come. A line whose callback throws a standard exception is rejected likewise.
+  // line, and the next ones still come. So does a callback that throws, with a message at LM_DEBUG; but one that throws
+  // std::bad_alloc makes the run a failed one, and no more lines of the stream come.
   virtual int handle_stdout_line(const char* line, std::size_t length);
 
   // One line of standard error. Passes it to the process's callback, or to the log at LM_DEBUG.
@@ -56,9 +57,10 @@ class GUSTAIKRUM_EXPORT Text_Process_Handler {
   virtual void handle_stderr_close();
 
  private:
-  friend class Line_Dispatch;
+  class GUSTAIKRUM_LOCAL Stdout_Sink;
+  class GUSTAIKRUM_LOCAL Stderr_Sink;
 
-  ACE_Log_Msg_Callback_var callback_;  // of the running call's process
+  ACE_Log_Msg_Callback_var callback_;  // of the process while it runs
 };
 
 }  // namespace platform

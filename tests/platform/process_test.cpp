@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,16 +15,20 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
-#include "platform/process/child_run.h"
+#include "platform/process/child_watch.h"
 #include "platform/process/spawn.h"
 #include "platform/process/subprocess.h"
 #include "platform/process/text_process_handler.h"
 #include "platform/users/accounts.h"
+#include "tests/support/failing_call.h"
 #include "tests/support/log_capture.h"
 
 namespace {
@@ -43,16 +49,22 @@ class Line_Keeper : public platform::Text_Process_Handler {
   std::vector<std::string> lines;
   std::size_t segment_bytes = 0;
   int closes = 0;
-  bool throws = false;
+  std::function<void()> thrower = [] {};  // called by every callback
 
  protected:
   int handle_stdout_line(const char* line, std::size_t length) override {
     lines.emplace_back(line, length);
-    if (throws) throw std::runtime_error("handler threw");
+    thrower();
     return -1;
   }
-  void handle_stdout_segment(const char*, std::size_t length) override { segment_bytes += length; }
-  void handle_stdout_close() override { ++closes; }
+  void handle_stdout_segment(const char*, std::size_t length) override {
+    segment_bytes += length;
+    thrower();
+  }
+  void handle_stdout_close() override {
+    ++closes;
+    thrower();
+  }
 };
 
 // Runs a script with /bin/sh; the script holds no double quote.
@@ -92,17 +104,51 @@ void expect_in_own_process(Body body) {
   EXPECT_EQ(status, 0);
 }
 
-TEST_F(ProcessTest, every_line_arrives_as_it_was_written_though_the_callback_rejects_it_or_throws) {
-  for (const bool throws : {false, true}) {
+TEST_F(ProcessTest, every_line_arrives_as_it_was_written_though_the_callbacks_reject_it_or_throw) {
+  const std::pair<std::function<void()>, std::string> throwers[] = {
+      {[] {}, ""},
+      {[] { throw std::runtime_error("handler threw"); }, "Failed to take output: handler threw\n"},
+      {[] { throw 5; }, "Failed to take output: unknown exception\n"}};
+  for (const auto& [thrower, told] : throwers) {
     Line_Keeper keeper;
-    keeper.throws = throws;
+    keeper.thrower = thrower;
 
-    EXPECT_EQ(run_script(keeper, "printf 'a\\000b\\r\\n\\nla'; sleep 0.01; printf st"), 0);
+    EXPECT_EQ(run_script(keeper, "printf 'a\\000b\\r\\n\\nla'; sleep 0.05; printf st"), 0);
 
     EXPECT_EQ(keeper.lines, (std::vector<std::string>{std::string("a\0b\r", 4), "", "last"}));
     EXPECT_EQ(keeper.closes, 1);
-    EXPECT_EQ(log.take_debug(), std::vector<std::string>(throws ? 3 : 0, "Failed to take output: handler threw\n"));
+    EXPECT_EQ(log.take_debug(), std::vector<std::string>(told.empty() ? 0 : 6, told));
   }
+}
+
+TEST_F(ProcessTest, a_callback_without_memory_makes_the_run_a_failure) {
+  Line_Keeper keeper;
+  keeper.thrower = [] { throw std::bad_alloc(); };
+
+  EXPECT_EQ(run_script(keeper, "echo line; sleep 0.05; echo line"), -1);
+
+  EXPECT_EQ(keeper.closes, 1);
+  EXPECT_EQ(log.take_debug(), std::vector<std::string>{"'/bin/sh' was not read to its end: Cannot allocate memory\n"});
+}
+
+TEST_F(ProcessTest, a_log_callback_may_throw_and_is_let_go_when_the_run_ends) {
+  struct Thrower : ACE_Log_Msg_Callback {
+    void log(ACE_Log_Record&) override {
+      ++calls;
+      throw 5;
+    }
+    int calls = 0;
+  };
+  const auto callback = std::make_shared<Thrower>();
+  Line_Keeper keeper;
+  for (const int status : {0, 3}) {
+    Process_Options options;
+    options.command_line("/bin/sh -c \"echo one >&2; echo two >&2; exit %d\"", status);
+    ACE_Process_Ex process(BOTH, nullptr, callback);
+    EXPECT_EQ(keeper.call(&process, options), status == 0 ? 0 : -1);
+  }
+  EXPECT_EQ(callback->calls, 5);
+  EXPECT_EQ(callback.use_count(), 1);
 }
 
 TEST_F(ProcessTest, a_line_over_the_limit_is_dropped_and_the_next_one_taken) {
@@ -207,18 +253,19 @@ TEST_F(ProcessTest, a_daemon_left_behind_neither_holds_the_call_nor_dies_with_it
 Child_End run_below(const char* script, std::string& output, const platform::Child_Identity* identity = nullptr) {
   struct Keeper : platform::Output_Sink {
     explicit Keeper(std::string& output) : text(output) {}
-    void output(platform::Output_Stream, const char* data, std::size_t length) override { text.append(data, length); }
-    void closed(platform::Output_Stream) override {}
+    void take(const char* data, std::size_t length) override { text.append(data, length); }
+    void close() override {}
     std::string& text;
   } keeper(output);
   int pipe_ends[2];
   EXPECT_EQ(::pipe2(pipe_ends, O_CLOEXEC), 0);
   std::string shell = "/bin/sh", flag = "-c", text = script;
   char* const arguments[] = {shell.data(), flag.data(), text.data(), nullptr};
-  const pid_t pid = platform::spawn({arguments, environ, pipe_ends[1], -1, identity});
+  const pid_t pid = platform::start_child({arguments, environ, pipe_ends[1], -1, identity});
   ::close(pipe_ends[1]);
-  platform::Unique_Fd streams[platform::OUTPUT_STREAMS] = {platform::Unique_Fd(pipe_ends[0]), platform::Unique_Fd()};
-  return platform::run_child(pid, streams, keeper, {600ms, 200ms, 50ms});
+  platform::Output_Stream streams[platform::OUTPUT_STREAMS] = {{platform::Unique_Fd(pipe_ends[0]), keeper},
+                                                               {platform::Unique_Fd(), keeper}};
+  return platform::watch_child(pid, streams, {600ms, 200ms, 50ms});
 }
 
 TEST_F(ProcessTest, each_ending_is_seen_and_a_child_without_output_ended) {
@@ -344,6 +391,28 @@ TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
     expect_in_own_process([&] {
       Line_Keeper keeper;
       return c.prepare() && run_script(keeper, "echo line", c.user) == c.result && keeper.lines.size() == c.lines;
+    });
+  }
+}
+
+TEST_F(ProcessTest, output_that_cannot_be_read_makes_the_run_a_failure_in_time) {
+  constexpr std::uint32_t READ_SIZE = 256 * 1024;
+  const struct {
+    const char* what;
+    std::function<bool()> prepare;
+    const char* script;
+  } cases[] = {
+      {"poll", [] { return test::let_call_fail(SYS_poll, ENOMEM); }, "echo line; sleep 0.2"},
+      {"read", [] { return test::let_call_fail(SYS_read, EIO, 2, READ_SIZE); }, "echo line; sleep 0.2"},
+      {"ioctl", [] { return test::let_call_fail(SYS_ioctl, EIO, 1, FIONREAD); }, "sleep 0.2 & echo line"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    expect_in_own_process([&] {
+      ::alarm(20);
+      Line_Keeper keeper;
+      return c.prepare() && run_script(keeper, c.script) == -1 && keeper.closes == 1 &&
+             log.take_debug().at(0).find("was not read to its end") != std::string::npos;
     });
   }
 }

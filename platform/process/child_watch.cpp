@@ -1,4 +1,4 @@
-#include "platform/process/child_run.h"
+#include "platform/process/child_watch.h"
 
 #include <poll.h>
 #include <signal.h>
@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <iterator>
 #include <memory>
+#include <new>
+#include <thread>
 
 #ifndef SYS_pidfd_open
 #define SYS_pidfd_send_signal 424
@@ -69,9 +71,9 @@ class Child {
     do {
       result = ::waitpid(pid_, &status, options);
     } while (result < 0 && errno == EINTR);
-    if (result == pid_ && WIFEXITED(status)) return {Child_End::exited, WEXITSTATUS(status)};
-    if (result == pid_ && WIFSIGNALED(status)) return {Child_End::killed, WTERMSIG(status)};
-    return {Child_End::unknown, 0};
+    if (result == pid_ && WIFEXITED(status)) return {Child_End::exited, WEXITSTATUS(status), 0};
+    if (result == pid_ && WIFSIGNALED(status)) return {Child_End::killed, WTERMSIG(status), 0};
+    return {Child_End::unknown, 0, 0};
   }
 
   pid_t pid_;
@@ -83,111 +85,130 @@ int poll_timeout(milliseconds time) {
   return time == FOREVER ? -1 : static_cast<int>(std::min<milliseconds::rep>(time.count(), 1'000'000));
 }
 
-class Run {
+class Watch {
  public:
-  Run(Child& child, Unique_Fd (&streams)[OUTPUT_STREAMS], Output_Sink& sink, const Run_Limits& limits)
-      : child_(child), streams_(streams), sink_(sink), limits_(limits), buffer_(new char[READ_SIZE]) {}
+  Watch(Child& child, Output_Stream (&streams)[OUTPUT_STREAMS], const Run_Limits& limits)
+      : child_(child), streams_(streams), limits_(limits), room_(new (std::nothrow) char[READ_SIZE]) {}
 
   Child_End to_the_end() {
     const milliseconds to_end = has_output() ? limits_.to_end : FOREVER;
     while (has_output() && !ended_)
       step();
     if (ended_) read_rest();
-    if (wait_for_end(to_end)) return child_.take_end();
-
-    for (const int signal : {SIGTERM, SIGKILL}) {
-      child_.send(signal);
-      if (wait_for_end(limits_.to_die)) break;
-    }
-    child_.take_end();
-    return {Child_End::overdue, 0};
+    Child_End end = wait_for_end(to_end) ? child_.take_end() : end_it();
+    end.read_error = read_error_;
+    return end;
   }
 
  private:
-  bool has_output() const { return streams_[OUTPUT_STDOUT] || streams_[OUTPUT_STDERR]; }
+  bool has_output() const { return streams_[0].pipe || streams_[1].pipe; }
 
   // Waits for output or the child's end, and takes what has come.
   void step() {
-    pollfd events[] = {{streams_[OUTPUT_STDOUT].get(), POLLIN, 0},
-                       {streams_[OUTPUT_STDERR].get(), POLLIN, 0},
-                       {child_.pidfd(), POLLIN, 0}};
+    pollfd events[] = {
+        {streams_[0].pipe.get(), POLLIN, 0}, {streams_[1].pipe.get(), POLLIN, 0}, {child_.pidfd(), POLLIN, 0}};
     const bool sees_end = child_.pidfd() >= 0;
-    ::poll(events, std::size(events), poll_timeout(sees_end ? FOREVER : limits_.look));  // interrupted: no events
+    const int ready = ::poll(events, std::size(events), poll_timeout(sees_end ? FOREVER : limits_.look));
+    if (ready < 0 && errno != EINTR) return lose_output(errno);
 
     ended_ = sees_end ? events[OUTPUT_STREAMS].revents != 0 : child_.has_ended();
     if (ended_) return;
-    for (const Output_Stream stream : {OUTPUT_STDOUT, OUTPUT_STDERR}) {
-      if (events[stream].revents != 0) read_some(stream, READ_SIZE);
+    for (std::size_t i = 0; i < OUTPUT_STREAMS; ++i) {
+      if (events[i].revents != 0) read_some(streams_[i], READ_SIZE);
     }
   }
 
-  // Takes up to `most` bytes that are there to be read. The number taken; 0 at the end of the stream.
-  std::size_t read_some(Output_Stream stream, std::size_t most) {
+  // Takes up to `most` bytes that are there to be read. The number taken; 0 if the stream has come to its end.
+  std::size_t read_some(Output_Stream& stream, std::size_t most) {
+    char* const buffer = room_ ? room_.get() : little_room_;
+    const std::size_t size = room_ ? READ_SIZE : sizeof(little_room_);
     ssize_t count = 0;
     do {
-      count = ::read(streams_[stream].get(), buffer_.get(), std::min(most, READ_SIZE));
+      count = ::read(stream.pipe.get(), buffer, std::min(most, size));
     } while (count < 0 && errno == EINTR);
 
     if (count <= 0) {
+      if (count < 0) read_error_ = errno;
       close(stream);
       return 0;
     }
-    sink_.output(stream, buffer_.get(), static_cast<std::size_t>(count));
+    stream.sink.take(buffer, static_cast<std::size_t>(count));
     return static_cast<std::size_t>(count);
   }
 
   // The child is gone, so all that it wrote is in the pipes. What a descendant adds from now on is not waited for.
   void read_rest() {
-    for (const Output_Stream stream : {OUTPUT_STDOUT, OUTPUT_STDERR}) {
+    for (Output_Stream& stream : streams_) {
       int held = 0;
-      if (streams_[stream]) ::ioctl(streams_[stream].get(), FIONREAD, &held);
+      if (stream.pipe && ::ioctl(stream.pipe.get(), FIONREAD, &held) != 0) read_error_ = errno;
       for (auto left = static_cast<std::size_t>(held); left > 0;) {
         const std::size_t count = read_some(stream, left);
         if (count == 0) break;
         left -= count;
       }
-      if (streams_[stream]) close(stream);
+      if (stream.pipe) close(stream);
     }
   }
 
-  void close(Output_Stream stream) {
-    streams_[stream].reset();
-    sink_.closed(stream);
+  void lose_output(int error) {
+    read_error_ = error;
+    for (Output_Stream& stream : streams_) {
+      if (stream.pipe) close(stream);
+    }
   }
 
-  // True once the child has ended; false if it lives on after `limit`. Without a pidfd it is looked at, at first often.
+  static void close(Output_Stream& stream) {
+    stream.pipe.reset();
+    stream.sink.close();
+  }
+
+  // True once the child has ended; false if it lives on after `limit`. A child whose end cannot be waited for is looked
+  // at, at first often.
   bool wait_for_end(milliseconds limit) {
     const Clock::time_point start = Clock::now();
     milliseconds pause{1};
+    bool sees_end = child_.pidfd() >= 0;
     while (!ended_) {
       const auto waited = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
       if (limit != FOREVER && waited >= limit) return false;
 
-      milliseconds wait = limit == FOREVER ? FOREVER : limit - waited;
-      if (child_.pidfd() < 0) {
-        wait = limit == FOREVER ? pause : std::min(wait, pause);
+      const milliseconds left = limit == FOREVER ? FOREVER : limit - waited;
+      if (sees_end) {
+        pollfd event{child_.pidfd(), POLLIN, 0};
+        sees_end = ::poll(&event, 1, poll_timeout(left)) >= 0 || errno == EINTR;
+        ended_ = event.revents != 0;
+      } else {
+        std::this_thread::sleep_for(left == FOREVER ? pause : std::min(left, pause));
         pause = std::min(pause * 2, limits_.look);
+        ended_ = child_.has_ended();
       }
-      pollfd event{child_.pidfd(), POLLIN, 0};
-      ::poll(&event, 1, poll_timeout(wait));
-      ended_ = event.revents != 0 || (child_.pidfd() < 0 && child_.has_ended());
     }
     return true;
   }
 
+  Child_End end_it() {
+    for (const int signal : {SIGTERM, SIGKILL}) {
+      child_.send(signal);
+      if (wait_for_end(limits_.to_die)) break;
+    }
+    child_.take_end();
+    return {Child_End::overdue, 0, 0};
+  }
+
   Child& child_;
-  Unique_Fd (&streams_)[OUTPUT_STREAMS];
-  Output_Sink& sink_;
+  Output_Stream (&streams_)[OUTPUT_STREAMS];
   const Run_Limits& limits_;
-  std::unique_ptr<char[]> buffer_;
+  std::unique_ptr<char[]> room_;
+  char little_room_[1024];  // for want of memory
   bool ended_ = false;
+  int read_error_ = 0;
 };
 
 }  // namespace
 
-Child_End run_child(pid_t pid, Unique_Fd (&streams)[OUTPUT_STREAMS], Output_Sink& sink, const Run_Limits& limits) {
+Child_End watch_child(pid_t pid, Output_Stream (&streams)[OUTPUT_STREAMS], const Run_Limits& limits) {
   Child child(pid);
-  return Run(child, streams, sink, limits).to_the_end();
+  return Watch(child, streams, limits).to_the_end();
 }
 
 }  // namespace platform

@@ -9,16 +9,21 @@
 
 namespace platform {
 
-// The two output streams of a child; in arrays indexed by Output_Stream, a closed descriptor is one not captured.
-enum Output_Stream { OUTPUT_STDOUT = 0, OUTPUT_STDERR = 1, OUTPUT_STREAMS = 2 };
-
-// Receives what a child writes, as it comes.
+// Receives what a child writes to one of its streams, as it comes. Throws nothing.
 class Output_Sink {
  public:
   virtual ~Output_Sink() = default;
-  virtual void output(Output_Stream stream, const char* data, std::size_t length) = 0;
-  virtual void closed(Output_Stream stream) = 0;
+  virtual void take(const char* data, std::size_t length) = 0;
+  virtual void close() = 0;
 };
+
+// A stream of a child.
+struct Output_Stream {
+  Unique_Fd pipe;  // none if it is not captured
+  Output_Sink& sink;
+};
+
+enum { OUTPUT_STREAMS = 2 };
 
 // How long a child that has closed its output may live on, and how its end is noticed.
 struct Run_Limits {
@@ -36,13 +41,14 @@ struct Child_End {
   };
   Kind kind;
   int value;
+  int read_error;  // the errno for which some of its output was not read; 0 if all was
 };
 
-// Feeds a child's output to `sink` until the child has ended, and takes its status. A child with open output has no
+// Feeds a child's output to the sinks until the child has ended, and takes its status. A child with open output has no
 // time limit. Its end is seen at once: what it had written is read, and the call returns although a descendant may
 // hold a pipe open or go on writing. A child without captured output is waited for without limit.
 //
-// `pid` is an unwaited child of this process. The descriptors are closed on return.
-Child_End run_child(pid_t pid, Unique_Fd (&streams)[OUTPUT_STREAMS], Output_Sink& sink, const Run_Limits& limits);
+// `pid` is an unwaited child of this process. The pipes are closed on return.
+Child_End watch_child(pid_t pid, Output_Stream (&streams)[OUTPUT_STREAMS], const Run_Limits& limits);
 
 }  // namespace platform
