@@ -8,17 +8,14 @@
 #include <vector>
 
 #include "fuzz/fuzz.h"
-#include "hana/common/detail/instance_environment.h"
 #include "hana/common/detail/sapservices.h"
+#include "hana/common/detail/start_services.h"
+#include "hana/common/detail/version_line.h"
 #include "hana/common/utils.h"
 #include "platform/files/ini_file.h"
 #include "platform/files/unique_fd.h"
 #include "platform/process/command_line.h"
 #include "platform/text/natoi.h"
-
-namespace sap_hana {
-extern boost::regex GET_VERSION_RE;
-}
 
 namespace {
 
@@ -62,8 +59,8 @@ std::string last_number(const std::string& directory) {
 
 // What "/proc" shows of a process, searched with the patterns that find start services.
 void start_service(std::string_view input) {
-  static const boost::regex ANY("HDB[0-9][0-9]/exe/sapstartsrv");
-  static const boost::regex OF_SYSTEM("HXE.*exe/sapstartsrv");
+  static const platform::Command_Line_Pattern ANY("HDB[0-9][0-9]/exe/sapstartsrv");
+  static const platform::Command_Line_Pattern OF_SYSTEM("HXE.*exe/sapstartsrv");
   static constexpr std::string_view PROGRAM = "/exe/sapstartsrv";
 
   std::string shown(input);
@@ -77,15 +74,20 @@ void start_service(std::string_view input) {
     of_any = of_any ||
              (at >= 5 && wanted.compare(at - 5, 3, "HDB") == 0 && is_digit(wanted[at - 2]) && is_digit(wanted[at - 1]));
   }
-  fuzz::expect(platform::is_in_command_line(ANY, found) == of_any, "a start service of any instance is found");
+  fuzz::expect(ANY.is_in(found) == of_any, "a start service of any instance is found");
   const std::size_t sid = wanted.find("HXE");
   const bool of_system = sid != std::string::npos && wanted.find(PROGRAM.substr(1), sid + 3) != std::string::npos;
-  fuzz::expect(platform::is_in_command_line(OF_SYSTEM, found) == of_system, "a start service of a system is found");
+  fuzz::expect(OF_SYSTEM.is_in(found) == of_system, "a start service of a system is found");
 }
 
 void process_environment(std::string_view input) {
   sap_hana::HANA_Env_Value val{"d", "h", "i", "u", 777, "s", "t", "l"};
-  const bool taken = sap_hana::take_environment(std::string(input), val);
+  sap_hana::Environment_Reader reader(val);
+  const std::size_t cut = input.size() / 3;  // read in pieces, as a long one is
+  reader.feed(input.substr(0, cut));
+  reader.feed(input.substr(cut, cut));
+  reader.feed(input.substr(2 * cut));
+  const bool taken = reader.finish();
 
   const Texts entries = split(std::string(input), '\0');
   fuzz::expect(val.dir_executable == last(entries, "DIR_EXECUTABLE", "d") &&

@@ -2,13 +2,12 @@
 
 #include <boost/regex.hpp>
 
-#include "hana/common/detail/instance_environment.h"
 #include "hana/common/detail/sapservices.h"
+#include "hana/common/detail/start_services.h"
 #include "platform/files/directory.h"
 #include "platform/files/file_content.h"
 #include "platform/files/ini_file.h"
 #include "platform/log/log.h"
-#include "platform/process/service_lister.h"
 #include "platform/text/format.h"
 
 namespace sap_hana {
@@ -40,22 +39,13 @@ bool Environ_Getter::get_env_value(const pid_t& pid, HANA_Env_Value& val) const 
     return false;
   }
 
-  const platform::snprintf_t<4096> path("/proc/%d/environ", static_cast<int>(pid));
-  std::string environment;
-  if (platform::read_regular_file(path.c_str(), environment) != platform::File_Read::DONE) {
-    platform::log_error("Failed to open '%s'\n", path.c_str());
-    return false;
-  }
-
-  if (take_environment(environment, val)) return true;
-  platform::log_error("Failed to get instance number\n");
-  return false;
+  return read_environment(pid, val);
 }
 
 bool Environ_Getter::get(const std::string& sid, HANA_Env_Value& val) const {
   const platform::snprintf_t<4096> pattern("%s.*exe/sapstartsrv", sid.c_str());
   std::list<platform::Service_Info> services;
-  if (platform::Service_Lister().list_service(pattern.c_str(), services, false, "C") != 0 || services.empty()) {
+  if (!list_start_services(pattern.c_str(), services) || services.empty()) {
     platform::log_error("Failed to get HANA envirnoment value: failed to list services\n");
     return false;
   }

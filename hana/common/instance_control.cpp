@@ -1,6 +1,6 @@
 #include "hana/common/instance_control.h"
 
-#include "hana/common/detail/start_service.h"
+#include "hana/common/detail/start_services.h"
 #include "hana/common/environ_getter.h"
 #include "hana/common/server_port_manager.h"
 #include "hana/common/system_control.h"
@@ -30,18 +30,15 @@ const char* action_word(Instance_Controller::HDB_ACTION action) {
   return nullptr;
 }
 
-// The instance's directory as its start service has it in its environment. False, with `dir` unchanged, if that cannot
-// be read or cannot be acted on.
-bool get_live_dir(const std::string& sid, const platform::Service_Info& service, std::string& dir) {
-  Start_Service found;
-  if (!read_start_service(service.pid, found)) return false;
-  if (believed_user(found, sid).empty()) {
-    platform::log_debug("Process %d of user '%s' is not believed to be a start service of %s\n",
-                        static_cast<int>(service.pid), service.user.c_str(), sid.c_str());
-    return false;
+// The directory of the first of the services that is believed to be the system's. Empty if there is none, or if its
+// environment has none.
+std::string believed_dir(const std::string& sid, const std::list<platform::Service_Info>& services) {
+  for (const platform::Service_Info& process : services) {
+    Start_Service service;
+    if (read_start_service(process.pid, &sid, service) && service.is_believed())
+      return service.environment.instance_dir;
   }
-  dir = found.environment.instance_dir;
-  return true;
+  return "";
 }
 
 }  // namespace
@@ -89,12 +86,25 @@ bool Instance_Controller::get_instance_dir(const std::string& instance_name, std
     return false;
   }
 
-  if (!get_live_dir(sid_, services.front(), dir) && !use_default) {
+  HANA_Env_Value environment{};
+  if (Environ_Getter::instance()->get(services.front().pid, environment)) {
+    dir = environment.instance_dir;
+  } else if (!use_default) {
     platform::log_error("Failed to get %s %s instance dir\n", sid_.c_str(), instance_name.c_str());
     return false;
   }
   if (dir.empty() && use_default) get_default_instance_dir(instance_name, dir);
   return !dir.empty();
+}
+
+void Instance_Controller::get_dir_to_run_in(const std::string& instance_name, std::string& dir) const {
+  std::list<platform::Service_Info> services;
+  if (!get_instance_services(instance_name, services)) {
+    platform::log_error("Failed to get %s %s instance env\n", sid_.c_str(), instance_name.c_str());
+    return;
+  }
+  dir = believed_dir(sid_, services);
+  if (dir.empty()) get_default_instance_dir(instance_name, dir);
 }
 
 void Instance_Controller::get_default_instance_dir(const std::string& instance_name, std::string& dir) const {
@@ -104,7 +114,7 @@ void Instance_Controller::get_default_instance_dir(const std::string& instance_n
 bool Instance_Controller::get_instance_services(const std::string& instance_name,
                                                 std::list<platform::Service_Info>& service_info) const {
   const platform::snprintf_t<4096> pattern("%s/%s/exe/sapstartsrv", sid_.c_str(), instance_name.c_str());
-  if (platform::Service_Lister().list_service(pattern.c_str(), service_info, false, "C") != 0) {
+  if (!list_start_services(pattern.c_str(), service_info)) {
     platform::log_error("Failed to get %s %s service info\n", sid_.c_str(), instance_name.c_str());
     return false;
   }
@@ -125,7 +135,7 @@ bool Instance_Controller::get_instance_services(std::uint16_t instance_number,
 bool Instance_Controller::hdb_action(const std::string& instance_name, HDB_ACTION action) const {
   // Deliberate: without a directory there is no "/HDB" to run, and the run below reports that.
   std::string instance_dir;
-  get_instance_dir(instance_name, instance_dir, true);
+  get_dir_to_run_in(instance_name, instance_dir);
 
   const char* const word = action_word(action);
   if (word == nullptr) {

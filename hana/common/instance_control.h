@@ -23,7 +23,8 @@ class GUSTAIKRUM_EXPORT Instance_Controller {
 
   // Run SAP's script "HDB" of the instance directory as the instance's user, with that user's groups, and wait for it
   // however long it takes; it is given a day to start or stop the servers. The daemons that it leaves are not waited
-  // for. The caller needs the right to become that user.
+  // for. The caller needs the right to become that user, or to be it. The directory is that of the instance's first
+  // "sapstartsrv" that can be believed (see System_Instance_Lister), else "/usr/sap/<SID>/<instance name>".
   //
   // True if the script ended with status 0. False, with a message, if it failed or was not run: no such user, no right
   // to become it, or no "sapstartsrv" of the instance runs.
@@ -38,10 +39,10 @@ class GUSTAIKRUM_EXPORT Instance_Controller {
   bool get_state(std::uint16_t instance_number, Instance_State& state) const;
   bool get_state(const std::string& instance_name, Instance_State& state) const;
 
-  // Replaces `dir` by the instance's directory as the first of its "sapstartsrv" processes has it in its environment.
-  // Where that cannot be read, or where the process cannot be believed (see System_Instance_Lister), and with
-  // `use_default`, it is "/usr/sap/<SID>/<instance name>". False, with `dir` empty and mostly a message, if no
-  // such process runs (whatever `use_default` says) or none of the two gives a directory.
+  // Replaces `dir` by the instance's directory as the first of its "sapstartsrv" processes has it in its environment,
+  // whoever runs it: what is run from there runs on that process's word. Where it has none, or cannot be read, and with
+  // `use_default`, it is "/usr/sap/<SID>/<instance name>". False, with `dir` empty and mostly a message, if no such
+  // process runs (whatever `use_default` says) or none of the two gives a directory.
   bool get_instance_dir(const std::string& instance_name, std::string& dir, bool use_default) const;
 
   // Appends the instance's "sapstartsrv" processes in ascending pid; the list is not cleared. True if the list is not
@@ -51,6 +52,7 @@ class GUSTAIKRUM_EXPORT Instance_Controller {
 
  private:
   void get_default_instance_dir(const std::string& instance_name, std::string& dir) const;
+  void get_dir_to_run_in(const std::string& instance_name, std::string& dir) const;
   bool hdb_action(const std::string& instance_name, HDB_ACTION action) const;
 
   std::string sid_;

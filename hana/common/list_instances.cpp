@@ -1,27 +1,21 @@
 #include "hana/common/list_instances.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <boost/regex.hpp>
-#include <set>
+#include <map>
 #include <utility>
-#include <vector>
 
-#include "hana/common/detail/start_service.h"
-#include "hana/common/environ_getter.h"
+#include "hana/common/detail/start_services.h"
+#include "hana/common/detail/version_line.h"
 #include "hana/common/utils.h"
 #include "platform/log/log.h"
 #include "platform/process/process_ex.h"
 #include "platform/process/text_process_handler.h"
 
 namespace sap_hana {
-
-boost::regex GET_VERSION_RE("\\s*version:\\s*([0-9\\.]*).*");
-
 namespace {
 
-// Takes the version from the output of "hdbsrvutil -v": the last line that has one, "version:  2.00.071.00.1687900751".
+// Takes the version from the output of "hdbsrvutil -v": the last line that has one.
 class Get_Version_Line_Handler : public platform::Text_Process_Handler {
  public:
   explicit Get_Version_Line_Handler(std::string& version) : Text_Process_Handler(0), version_(version) {}
@@ -41,35 +35,21 @@ class Get_Version_Line_Handler : public platform::Text_Process_Handler {
   std::string& version_;
 };
 
-bool tells_of_a_system(const HANA_Env_Value& environment) {
-  return !environment.sid.empty() && !environment.hostname.empty();
-}
-
-}  // namespace
-
-bool System_Instance_Lister::list_service(std::list<platform::Service_Info>& services) const {
-  if (platform::Service_Lister().list_service("HDB[0-9][0-9]/exe/sapstartsrv", services, false, "C") != 0) {
-    platform::log_error("Failed to get HANA services\n");
-    return false;
-  }
-  return !services.empty();
-}
-
-bool System_Instance_Lister::get_version(const std::string& dir_executable, const std::string& user,
-                                         std::string& version) const {
+// Runs "hdbsrvutil -v" of the service's directory, as the service's user. False, with a message, if it cannot be run or
+// fails; it is not run for a service that is not believed, which may name any directory.
+bool get_version(const Start_Service& service, std::string& version) {
+  const std::string& dir_executable = service.environment.dir_executable;
   if (dir_executable.empty()) {
     platform::log_error("Failed to get HANA version: executable dir is empty\n");
     return false;
   }
-
-  const bool is_root = ::geteuid() == 0;
-  if (is_root && user.empty()) {
+  if (!service.is_believed()) {
     platform::log_error("Failed to get HANA version\n");
     return false;
   }
 
   platform::Process_Options options;
-  if (is_root && user != "root") options.setreugid(user.c_str());
+  run_as_owner(service, service.environment.sid, options);
   options.setenv("LD_LIBRARY_PATH", "%s", dir_executable.c_str());
   options.command_line("%s/hdbsrvutil -v", dir_executable.c_str());
 
@@ -81,39 +61,73 @@ bool System_Instance_Lister::get_version(const std::string& dir_executable, cons
   return true;
 }
 
+System_Instance_Info make_info(const Start_Service& service, const std::string& name) {
+  System_Instance_Info info{};
+  info.system_info.sid = service.environment.sid;
+  info.instance_number = service.environment.instance_number;
+  info.system_info.localhost = service.environment.hostname;
+  info.dir_executable = service.environment.dir_executable;
+  info.instance_name = name;
+  get_version(service, info.system_info.version);  // it has said why it has none
+  return info;
+}
+
+// Collects a record for each system and instance. The first start service of one tells of it, but one that is believed
+// takes the place of one that is not.
+class Collector {
+ public:
+  explicit Collector(System_Instance_Info_List& infos) : infos_(infos) {}
+
+  void take(const Start_Service& service) {
+    const HANA_Env_Value& environment = service.environment;
+    std::string name;
+    if (environment.sid.empty() || environment.hostname.empty()) return;
+    if (!instance_number_to_name(environment.instance_number, name)) return;
+
+    const auto [entry, is_new] = listed_.try_emplace(generate_instance_manager_name(environment.sid, name));
+    Listed& listed = entry->second;
+    if (!is_new && (listed.believed || !service.is_believed())) return;
+    listed.believed = service.is_believed();
+    System_Instance_Info info = make_info(service, name);
+    if (is_new) {
+      listed.info = infos_.insert(infos_.end(), std::move(info));
+    } else {
+      *listed.info = std::move(info);
+    }
+  }
+
+ private:
+  struct Listed {
+    System_Instance_Info_List::iterator info;
+    bool believed;
+  };
+
+  System_Instance_Info_List& infos_;
+  std::map<std::string, Listed> listed_;
+};
+
+}  // namespace
+
+System_Instance_Lister::System_Instance_Lister() = default;
+System_Instance_Lister::~System_Instance_Lister() = default;
+
+bool System_Instance_Lister::list_service(std::list<platform::Service_Info>& services) const {
+  if (!list_start_services("HDB[0-9][0-9]/exe/sapstartsrv", services)) {
+    platform::log_error("Failed to get HANA services\n");
+    return false;
+  }
+  return !services.empty();
+}
+
 bool System_Instance_Lister::list(System_Instance_Info_List& infos) const {
   std::list<platform::Service_Info> services;
   if (!list_service(services)) return false;
 
-  std::set<std::string> listed;
-  const auto add = [&](const HANA_Env_Value& environment, const std::string& user) {
-    std::string name;
-    if (!instance_number_to_name(environment.instance_number, name)) return;
-    if (!listed.insert(generate_instance_manager_name(environment.sid, name)).second) return;
-
-    System_Instance_Info& info = infos.emplace_back();
-    info.system_info.sid = environment.sid;
-    info.instance_number = environment.instance_number;
-    info.system_info.localhost = environment.hostname;
-    info.dir_executable = environment.dir_executable;
-    info.instance_name = name;
-    get_version(info.dir_executable, user, info.system_info.version);  // it has said why it has none
-  };
-
-  // What only looks like a start service comes last, so that it takes the place of no true one.
-  std::vector<HANA_Env_Value> pretended;
+  Collector collector(infos);
   for (const platform::Service_Info& process : services) {
     Start_Service service;
-    if (!read_start_service(process.pid, service) || !tells_of_a_system(service.environment)) continue;
-    const std::string user = believed_user(service, service.environment.sid);
-    if (user.empty()) {
-      pretended.push_back(std::move(service.environment));
-    } else {
-      add(service.environment, user);
-    }
+    if (read_start_service(process.pid, nullptr, service)) collector.take(service);
   }
-  for (const HANA_Env_Value& environment : pretended)
-    add(environment, "");
   return true;
 }
 

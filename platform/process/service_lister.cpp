@@ -5,9 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <boost/regex.hpp>
 #include <cerrno>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -23,35 +22,45 @@
 namespace platform {
 namespace {
 
-// Bytes; a start service's path and its first arguments. The time of a search can grow with the square of the length,
-// and any local user may run processes with long command lines, any number of them.
-constexpr std::size_t COMMAND_LINE_LIMIT = 4UL * 1024;
+// Bytes of a command line; the most that the kernel takes as one argument, so that a program's path is never cut.
+constexpr std::size_t COMMAND_LINE_LIMIT = 128UL * 1024;
 
-std::optional<boost::regex> compile(const char* pattern) {
+std::optional<Command_Line_Pattern> compile(const char* pattern) {
   if (pattern == nullptr) return std::nullopt;
   try {
-    return boost::regex(pattern);
+    return Command_Line_Pattern(pattern);
   } catch (const std::exception& error) {
     log_debug("Failed to compile '%s': %s\n", pattern, error.what());
     return std::nullopt;
   }
 }
 
-// The numbers among the entries of "/proc", ascending. Nothing with errno if they cannot be read, and if there is not
-// even this process's own: then something else is mounted there.
-std::optional<std::vector<pid_t>> list_pids(const Directory_Stream& proc) {
+// The numbers among the entries of "/proc", ascending.
+struct Pid_List {
   std::vector<pid_t> pids;
-  pids.reserve(1024);
+  int error = 0;  // why they could not be read; ENOENT if not even this process's own is there
+};
+
+Pid_List list_pids() {
+  Pid_List list;
+  list.pids.reserve(1024);
+  const Directory_Stream proc = open_directory(AT_FDCWD, "/proc");
+  if (!proc) {
+    list.error = errno;
+    return list;
+  }
   while (const dirent* entry = next_entry(proc)) {
     const char* stop = nullptr;
     const pid_t pid = natoi<pid_t>(entry->d_name, nullptr, &stop);
-    if (errno == 0 && *stop == '\0') pids.push_back(pid);
+    if (errno == 0 && *stop == '\0') list.pids.push_back(pid);
   }
-  if (errno != 0) return std::nullopt;
-  errno = ENOENT;
-  if (pids.empty()) return std::nullopt;
-  std::sort(pids.begin(), pids.end());
-  return pids;
+  list.error = errno != 0 ? errno : list.pids.empty() ? ENOENT : 0;
+  std::sort(list.pids.begin(), list.pids.end());
+  return list;
+}
+
+bool is_hidden_or_gone(int error) {
+  return error == ENOENT || error == ESRCH || error == EACCES || error == EPERM;
 }
 
 // Reads the command lines of processes, one after the other, into one buffer.
@@ -75,45 +84,59 @@ class Command_Line_Reader {
   }
 
  private:
-  static bool is_hidden_or_gone(int error) {
-    return error == ENOENT || error == ESRCH || error == EACCES || error == EPERM;
-  }
-
   int proc_;
-  std::array<char, COMMAND_LINE_LIMIT> buffer_;
+  std::vector<char> buffer_ = std::vector<char>(COMMAND_LINE_LIMIT);
 };
 
-// Nothing if the process has vanished.
-std::optional<std::string> owner_of(int proc, pid_t pid) {
-  struct stat status {};
-  if (::fstatat(proc, std::to_string(pid).c_str(), &status, 0) != 0) return std::nullopt;
-  return user_name(status.st_uid);
-}
+// Who runs a process, looked up once a user.
+class Owner_Names {
+ public:
+  explicit Owner_Names(int proc) : proc_(proc) {}
+
+  // Null with errno if it cannot be told.
+  const std::string* of(pid_t pid) {
+    struct stat status {};
+    if (::fstatat(proc_, std::to_string(pid).c_str(), &status, 0) != 0) return nullptr;
+    const auto [entry, is_new] = names_.try_emplace(status.st_uid);
+    if (is_new) entry->second = user_name(status.st_uid);
+    return &entry->second;
+  }
+
+ private:
+  int proc_;
+  std::map<uid_t, std::string> names_;
+};
 
 }  // namespace
 
 int Service_Lister::list_service(const char* pattern, std::list<Service_Info>& services, bool, const char*) const {
-  const std::optional<boost::regex> compiled = compile(pattern);
+  const std::optional<Command_Line_Pattern> compiled = compile(pattern);
   if (!compiled) return -1;
 
-  const Directory_Stream proc = open_directory(AT_FDCWD, "/proc");
-  const std::optional<std::vector<pid_t>> pids = proc ? list_pids(proc) : std::nullopt;
-  if (!pids) {
+  const Unique_Fd proc(::open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const Pid_List listed = list_pids();
+  if (!proc || listed.error != 0) {
+    if (proc) errno = listed.error;
     log_debug("Failed to list the processes: %m\n");
     return -1;
   }
 
   std::list<Service_Info> found;
-  Command_Line_Reader reader(::dirfd(proc.get()));
-  for (const pid_t pid : *pids) {
+  Command_Line_Reader reader(proc.get());
+  Owner_Names owners(proc.get());
+  for (const pid_t pid : listed.pids) {
     const std::optional<std::string_view> command_line = reader.read(pid);
     if (!command_line) {
       log_debug("Failed to read the command line of process %d: %m\n", static_cast<int>(pid));
       return -1;
     }
-    if (command_line->empty() || !is_in_command_line(*compiled, *command_line)) continue;
-    if (std::optional<std::string> owner = owner_of(::dirfd(proc.get()), pid)) {
-      found.push_back({std::string(*command_line), std::move(*owner), pid});
+    if (command_line->empty() || !compiled->is_in(*command_line)) continue;
+    const std::string* const owner = owners.of(pid);
+    if (owner != nullptr) {
+      found.push_back({std::string(*command_line), *owner, pid});
+    } else if (!is_hidden_or_gone(errno)) {
+      log_debug("Failed to look at process %d: %m\n", static_cast<int>(pid));
+      return -1;
     }
   }
   services.splice(services.end(), found);

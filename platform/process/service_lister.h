@@ -22,7 +22,7 @@ class GUSTAIKRUM_EXPORT Service_Lister {
  public:
   // Appends every process whose command line, arguments joined by blanks, holds a match of the regular expression
   // (Boost's Perl syntax), in ascending order of pid. Kernel threads have no command line, and a process that vanishes
-  // meanwhile is passed over. Of a command line, 4 KiB are looked at; one on which the search grows too complex does
+  // meanwhile is passed over. Of a command line, 128 KiB are looked at; one on which the search grows too complex does
   // not match, since any local user may run such a process. The flag and the last text are accepted and unused.
   //
   // 0 on success, also when nothing matched. Non-zero if the pattern does not compile or "/proc" cannot be read, with

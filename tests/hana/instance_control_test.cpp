@@ -102,7 +102,7 @@ TEST_F(InstanceControl, the_state_is_that_of_the_index_server_and_no_instance_ha
   log_.expect_error("Failed to get ( HDB90 service info\n");
 }
 
-TEST_F(InstanceControl, the_directory_is_a_true_services_own_or_the_usual_one) {
+TEST_F(InstanceControl, the_directory_is_the_first_services_own_or_the_usual_one) {
   const struct {
     const char* variable;
     std::string live;  // empty for none
@@ -111,7 +111,7 @@ TEST_F(InstanceControl, the_directory_is_a_true_services_own_or_the_usual_one) {
   } cases[] = {{"DIR_INSTANCE=/hana/HDB77", "/hana/HDB77", "/hana/HDB77"},
                {"TINSTANCE=77", "", "/usr/sap/QQQ/HDB77"},
                {"DIR_INSTANCE=/hana/none", "", "/usr/sap/QQQ/HDB77"},
-               {"DIR_INSTANCE=/tmp/HDB77", "", "/usr/sap/QQQ/HDB77", 65534}};
+               {"DIR_INSTANCE=/tmp/HDB77", "/tmp/HDB77", "/tmp/HDB77", 65534}};
   for (const auto& c : cases) {
     if (c.user != ::geteuid() && !sandbox::second_user_available()) continue;
     const test::Child service("/usr/sap/QQQ/HDB77/exe/sapstartsrv", {}, {c.variable}, c.user);
@@ -123,7 +123,17 @@ TEST_F(InstanceControl, the_directory_is_a_true_services_own_or_the_usual_one) {
   }
   for (const char* lookup : {"instance number", "instance number", "QQQ HDB77 instance dir"})
     log_.expect_error(std::string("Failed to get ") + lookup + "\n");
-  if (sandbox::second_user_available()) log_.expect_error("Failed to get QQQ HDB77 instance dir\n");
+}
+
+TEST_F(InstanceControl, a_pretenders_script_is_not_run) {
+  if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
+  const test::Child pretender("/usr/sap/HXE/HDB90/exe/sapstartsrv", {},
+                              {"SAPSYSTEMNAME=HXE", "TINSTANCE=90", "DIR_INSTANCE=/tmp"}, 65534);
+  sandbox::Host host("system HXE { instance 90 }");
+  EXPECT_TRUE(controller_.stop("HDB90"));
+  EXPECT_EQ(host.take_hdb_runs("HXE", "HDB90").size(), 1U);
+  host.stop("HXE", "HDB90", "sapstartsrv");
+  EXPECT_TRUE(controller_.stop("HDB90")) << "by the usual directory";
 }
 
 }  // namespace

@@ -1,7 +1,15 @@
 #include "hana/common/list_instances.h"
 
 #include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <malloc.h>
+#include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -122,54 +130,158 @@ TEST_F(SystemInstanceLister, the_version_is_that_of_the_last_line_that_has_one) 
   log_.take();
 }
 
-TEST_F(SystemInstanceLister, a_pretender_does_not_take_the_place_of_a_true_instance) {
+TEST_F(SystemInstanceLister, a_believed_service_takes_the_place_of_another_and_the_order_stays) {
   if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
-  const test::Child pretender("/usr/sap/HXE/HDB90/exe/sapstartsrv", {},
-                              {"SAPSYSTEMNAME=HXE", "HOSTNAME=h", "TINSTANCE=90", "DIR_EXECUTABLE=/tmp"}, 65534);
+  const std::vector<std::string> of_abc{"SAPSYSTEMNAME=ABC", "HOSTNAME=h", "TINSTANCE=1"};
+  const test::Child first("/usr/sap/HXE/HDB90/exe/sapstartsrv", {},
+                          {"SAPSYSTEMNAME=HXE", "HOSTNAME=h", "TINSTANCE=90", "DIR_EXECUTABLE=/tmp"}, 65534);
+  const test::Child second("/usr/sap/ABC/HDB01/exe/sapstartsrv", {}, of_abc, 65534);
   const sandbox::Host host("system HXE { instance 90 }");
-  System_Instance_Info info{};
-  EXPECT_TRUE(System_Instance_Lister().list(info, "HXE", "HDB90"));
-  EXPECT_EQ(info.dir_executable, "/usr/sap/HXE/HDB90/exe");
+  System_Instance_Info_List infos;
+  EXPECT_TRUE(System_Instance_Lister().list(infos));
+  ASSERT_EQ(infos.size(), 2U);
+  EXPECT_EQ(infos.front().dir_executable, "/usr/sap/HXE/HDB90/exe");
+  EXPECT_EQ(infos.back().system_info.sid, "ABC");
+  log_.take();
 }
 
-TEST_F(SystemInstanceLister, a_version_tool_is_run_as_the_administrator_and_a_pretenders_is_not_run) {
-  if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
-  const sandbox::Host host("system HXE { instance 90 }");
-  const std::string directory = "/usr/sap/false/HDB66/exe";
-  const std::string program = directory + "/sapstartsrv";
-  const std::string dir_executable = "DIR_EXECUTABLE=" + directory;
-  fs::create_directories(directory);
-  fs::copy_file("/bin/bash", program);
-  for (const std::string& tool : {directory + "/hdbsrvutil", std::string("/usr/sap/HXE/HDB90/exe/hdbsrvutil")}) {
-    std::ofstream(tool) << "#!/bin/sh\n: >/tmp/has_begun\nsleep 0.3\necho version: $(id -u)\n";
-    fs::permissions(tool, fs::perms(0755));
-  }
+// What a start service is to be: run by the host's root, the administrator or a stranger, in one way or another.
+struct Service {
+  const char* what;
+  const char* sid;
+  bool (*become)();     // in its process, before its program runs
+  const char* script;   // what it does then
+  const char* version;  // as whom its version tool is run; empty for not at all
+};
 
-  const struct {
-    int mode;
-    const char* script;
-  } pretenders[] = {
-      {0755, "sleep 60; :"},   // a stranger's
-      {04755, "sleep 60; :"},  // root's by its file alone
-      {04755, "until [ -e /tmp/has_begun ]; do sleep 0.01; done; exec setpriv --reuid=65534 sleep 60"},  // until then
-  };
-  for (const auto& c : pretenders) {
-    fs::remove("/tmp/has_begun");
-    fs::permissions(program, fs::perms(c.mode));
-    const pid_t pretender = ::fork();
-    if (pretender == 0) {
-      ::execlp("setpriv", "setpriv", "--reuid=65534", "env", "-i", "SAPSYSTEMNAME=ABC", "HOSTNAME=h", "TINSTANCE=66",
-               dir_executable.c_str(), program.c_str(), "-p", "-c", c.script, nullptr);
+bool in_own_mounts() {
+  return ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+constexpr const char* STILL = "kill -STOP $$; kill -STOP $$";
+
+const Service services[] = {
+    {"root's", "HXE", [] { return true; }, STILL, "0"},
+    {"the administrator's", "HXE", [] { return ::setuid(60001) == 0; }, STILL, "60001"},
+    {"root's with the administrator's rights", "HXE", [] { return ::setreuid(0, 60001) == 0; }, STILL, "60001"},
+    {"a stranger's", "HXE", [] { return ::setuid(65534) == 0; }, STILL, ""},
+    {"a stranger's with root's rights", "HXE", [] { return ::setreuid(65534, 0) == 0; }, STILL, ""},
+    {"an unknown administrator's", "QQQ", [] { return ::setuid(60777) == 0; }, STILL, ""},
+    {"one with a private /tmp", "HXE",
+     [] { return in_own_mounts() && ::mount("tmpfs", "/tmp", "tmpfs", 0, nullptr) == 0; }, STILL, "0"},
+    {"a container's with another /usr/sap", "HXE",
+     [] { return in_own_mounts() && ::mount("/usr/sap/other", "/usr/sap/HXE", nullptr, MS_BIND, nullptr) == 0; }, STILL,
+     ""},
+    {"a container's whose link leads here if it is followed from here", "HXE",
+     [] {
+       return in_own_mounts() && ::mount("tmpfs", "/usr/sap", "tmpfs", 0, nullptr) == 0 &&
+              ::symlink("/usr/sap/HXE", "/usr/sap/HXE") == 0;
+     },
+     STILL, ""},
+    {"a busy one", "HXE", [] { return ::setuid(60001) == 0; },
+     "trap : CONT; kill -STOP $$; while :; do printf -v x %20000000s; x=; read -rt 0.05 <>/tmp/pause; done", "60001"},
+};
+
+class Service_Process {
+ public:
+  explicit Service_Process(const Service& service) : pid_(::fork()) {
+    if (pid_ == 0) {
+      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+      const std::string sid = std::string("SAPSYSTEMNAME=") + service.sid;
+      const char* const environment[] = {"HOSTNAME=h", "TINSTANCE=90", sid.c_str(),
+                                         "DIR_EXECUTABLE=/usr/sap/HXE/HDB90/exe", nullptr};
+      if (service.become()) {
+        ::execle("/bin/bash", "/usr/sap/HXE/HDB90/exe/sapstartsrv", "-pc", service.script, nullptr, environment);
+      }
       ::_exit(127);
     }
-    std::string seen;  // its environment, which is in place last
-    while (seen.find(dir_executable) == std::string::npos && ::waitpid(pretender, nullptr, WNOHANG) == 0)
-      std::ifstream("/proc/" + std::to_string(pretender) + "/environ") >> seen;
-    EXPECT_EQ(list(), (Records{"ABC HDB66 ", "HXE HDB90 60001"})) << c.script;
-    log_.expect_error("Failed to get HANA version\n");
-    ::kill(pretender, SIGKILL);
-    ::waitpid(pretender, nullptr, 0);
+    int status = 0;
+    ::waitpid(pid_, &status, WUNTRACED);
+    EXPECT_TRUE(WIFSTOPPED(status)) << service.what;
+    ::kill(pid_, SIGCONT);
   }
+  ~Service_Process() {
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+  }
+
+ private:
+  const pid_t pid_;
+};
+class StartServices : public SystemInstanceLister {
+ protected:
+  void SetUp() override {
+    if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
+    std::ofstream(TOOL) << "#!/bin/sh\nid -u >>/tmp/runs\necho version: $(id -u)\n";
+    std::ofstream("/tmp/runs");
+    fs::permissions("/tmp/runs", fs::perms(0666));
+    fs::create_directories("/usr/sap/other/HDB90/exe");
+    ::mkfifo("/tmp/pause", 0666);
+  }
+
+  // Lists in a caller that has prepared itself. True if there is just this version, whose tool has run if there is one.
+  bool a_caller_finds(bool (*prepare)(), const std::string& version) {
+    std::ofstream("/tmp/runs");
+    const pid_t caller = ::fork();
+    if (caller == 0) {
+      const bool right = prepare() && list() == Records{"HXE HDB90 " + version};
+      log_.take();
+      ::_exit(right && version.empty() == (fs::file_size("/tmp/runs") == 0) ? 0 : 1);
+    }
+    int status = -1;
+    ::waitpid(caller, &status, 0);
+    return status == 0;
+  }
+
+  static constexpr const char* TOOL = "/usr/sap/HXE/HDB90/exe/hdbsrvutil";
+  const sandbox::Host host_{"system HXE { instance 90 { start_service no running no } }"};
+};
+
+TEST_F(StartServices, what_one_names_is_run_for_a_believed_one_as_its_user) {
+  for (const Service& service : services) {
+    const Service_Process process(service);
+    for (int round = 0; round < (service.script == STILL ? 1 : 30); ++round) {
+      std::ofstream("/tmp/runs");
+      EXPECT_EQ(list(), Records{std::string(service.sid) + " HDB90 " + service.version}) << service.what;
+      EXPECT_EQ(fs::file_size("/tmp/runs") == 0, *service.version == '\0') << service.what;
+      if (*service.version == '\0') log_.expect_error("Failed to get HANA version\n");
+    }
+  }
+}
+
+TEST_F(StartServices, what_runs_for_a_caller_that_is_not_root) {
+  const auto as_stranger = [] { return ::setuid(65534) == 0; };
+  const auto with_capabilities = [] {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct sets[2];
+    if (::prctl(PR_SET_KEEPCAPS, 1) != 0 || ::setuid(60777) != 0) return false;
+    if (::syscall(SYS_capget, &header, sets) != 0) return false;
+    for (auto& set : sets)
+      set.effective = set.permitted;
+    return ::syscall(SYS_capset, &header, sets) == 0;
+  };
+  const Service_Process strangers({"a stranger's", "HXE", as_stranger, STILL, ""});
+  EXPECT_TRUE(a_caller_finds(as_stranger, "65534")) << "his own";
+  EXPECT_TRUE(a_caller_finds(with_capabilities, "")) << "a stranger's";
+}
+
+TEST_F(StartServices, of_a_large_environment_little_is_kept) {
+  rlimit stack{RLIM_INFINITY, RLIM_INFINITY};
+  ASSERT_EQ(::setrlimit(RLIMIT_STACK, &stack), 0);  // the kernel takes a quarter of it for arguments
+  std::vector<std::string> environment(40, "FILL=" + std::string(120 * 1024, 'x'));
+  environment.insert(environment.end(), {"SAPSYSTEMNAME=HXE", "HOSTNAME=h", "TINSTANCE=90"});
+  const test::Child service("/usr/sap/HXE/HDB90/exe/sapstartsrv", {}, environment);
+  environment.clear();
+  EXPECT_TRUE(a_caller_finds(
+      [] {
+        ::malloc_trim(0);
+        std::size_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        rlimit memory{};
+        memory.rlim_cur = memory.rlim_max = (pages + 512) * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
+        return ::setrlimit(RLIMIT_AS, &memory) == 0;
+      },
+      ""));
 }
 
 }  // namespace

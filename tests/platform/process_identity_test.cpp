@@ -9,6 +9,7 @@
 namespace {
 
 using platform::Process_Identity;
+using platform::Process_Owner;
 
 // A child that does what `body` says and is stopped then, until it goes on or is destroyed.
 class Stopped_Child {
@@ -42,22 +43,40 @@ class Stopped_Child {
 };
 
 void run(const char* script) {
-  ::execl("/bin/sh", "sh", "-c", script, nullptr);
+  ::execl("/bin/sh", "sh", "-pc", script, nullptr);
 }
 
-TEST(ProcessIdentity, the_user_has_started_the_program_or_root_has) {
-  EXPECT_EQ(Process_Identity(::getpid()).user(), ::geteuid());
-  EXPECT_EQ(Process_Identity(0).user(), std::nullopt) << "no process";
+TEST(ProcessIdentity, the_owner_has_started_the_program_or_root_has) {
+  EXPECT_EQ(Process_Identity(::getpid()).owner(std::nullopt), Process_Owner::CALLER);
+  EXPECT_EQ(Process_Identity(0).owner(0), Process_Owner::STRANGER) << "no process";
   if (::geteuid() != 0) GTEST_SKIP() << "needs a second user";
 
   const Stopped_Child started_by_it([] {
     if (::setuid(65534) == 0) run("kill -STOP $$");
   });
-  EXPECT_EQ(Process_Identity(started_by_it.pid()).user(), 65534);
   const Stopped_Child started_by_root([] {
     if (::setuid(65534) == 0) ::raise(SIGSTOP);
   });
-  EXPECT_EQ(Process_Identity(started_by_root.pid()).user(), 65534);
+  const Stopped_Child started_with_its_rights([] {
+    if (::setreuid(0, 65534) == 0) run("kill -STOP $$");
+  });
+  const Stopped_Child with_rights_of_another([] {
+    if (::setresuid(65534, 65533, 65533) == 0) run("kill -STOP $$");
+  });
+  const struct {
+    pid_t pid;
+    Process_Owner owner;
+  } cases[] = {{started_by_it.pid(), Process_Owner::NAMED},
+               {started_by_root.pid(), Process_Owner::NAMED},
+               {started_with_its_rights.pid(), Process_Owner::NAMED},
+               {with_rights_of_another.pid(), Process_Owner::STRANGER}};
+  for (const auto& c : cases) {
+    const Process_Identity identity(c.pid);
+    const int index = static_cast<int>(&c - cases);
+    EXPECT_EQ(identity.owner(65534), c.owner) << index;
+    EXPECT_EQ(identity.owner(65533), Process_Owner::STRANGER) << index;
+    EXPECT_EQ(identity.owner(std::nullopt), Process_Owner::STRANGER) << index;
+  }
 }
 
 TEST(ProcessIdentity, another_program_and_an_end_are_changes) {
