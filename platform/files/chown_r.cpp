@@ -27,7 +27,7 @@ bool vanished_or_failed(const char* name) {
 
 // The entry itself, a symbolic link included, whatever its type and mode.
 Unique_Fd open_entry(int parent, const char* name) {
-  return Unique_Fd(::openat(parent, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  return open_at(parent, name, O_PATH | O_NOFOLLOW | O_CLOEXEC);
 }
 
 bool give(const Unique_Fd& entry, const char* name, const User_Ids& owner, bool recursive, int depth);

@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 
+#include "platform/files/directory_stream.h"
 #include "platform/log/log.h"
 
 namespace platform {

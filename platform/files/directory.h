@@ -3,14 +3,15 @@
 #include <ace/Null_Mutex.h>
 #include <ace/OS_NS_sys_stat.h>
 #include <ace/Refcounted_Auto_Ptr.h>
+#include <dirent.h>
 
 #include <boost/range/iterator_range.hpp>
 #include <cstddef>
 #include <iterator>
+#include <memory>
 #include <string>
 
 #include "platform/export.h"
-#include "platform/files/directory_stream.h"
 
 namespace platform {
 
@@ -44,7 +45,7 @@ class GUSTAIKRUM_EXPORT Directory_Reader {
   int last_error() const { return last_error_; }
 
  private:
-  Directory_Stream stream_;
+  std::unique_ptr<DIR, int (*)(DIR*)> stream_{nullptr, &::closedir};
   int last_error_ = 0;
 };
 

@@ -17,9 +17,8 @@ bool is_dot_or_dot_dot(const char* name) {
 }  // namespace
 
 Directory_Stream open_directory(int parent, const char* path) {
-  Unique_Fd directory(::openat(parent, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK));
-  if (!directory) return nullptr;
-  Directory_Stream stream(::fdopendir(directory.get()));
+  Unique_Fd directory = open_at(parent, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK);
+  Directory_Stream stream(directory ? ::fdopendir(directory.get()) : nullptr, &::closedir);
   if (stream) directory.release();  // the stream owns it now
   return stream;
 }

@@ -6,12 +6,8 @@
 
 namespace platform {
 
-struct Close_Directory_Stream {
-  void operator()(DIR* stream) const { ::closedir(stream); }
-};
-
 // An open directory; its descriptor is ::dirfd(stream.get()).
-using Directory_Stream = std::unique_ptr<DIR, Close_Directory_Stream>;
+using Directory_Stream = std::unique_ptr<DIR, int (*)(DIR*)>;
 
 // Opens `path`, where it is relative below the directory `parent` (or AT_FDCWD). Null with errno if that fails.
 Directory_Stream open_directory(int parent, const char* path);

@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include "platform/files/unique_fd.h"
+#include "platform/text/format.h"
 
 namespace platform {
 namespace {
@@ -23,12 +24,15 @@ ssize_t read_some(int file, char* buffer, std::size_t size) {
 }  // namespace
 
 File_Read read_regular_file(const char* path, std::string& content, std::size_t limit) {
-  const Unique_Fd file(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (!file) return File_Read::FAILED;
-
+  const Unique_Fd entry = open_at(AT_FDCWD, path, O_PATH | O_CLOEXEC);
   struct stat status {};
-  if (::fstat(file.get(), &status) != 0) return File_Read::FAILED;
+  if (!entry || ::fstat(entry.get(), &status) != 0) return File_Read::FAILED;
   if (!S_ISREG(status.st_mode)) return File_Read::NOT_REGULAR;
+
+  // That very file, whatever its path leads to by now; and blocking, which a file under a lease or a delegation needs.
+  const snprintf_t<32> itself("/proc/self/fd/%d", entry.get());
+  const Unique_Fd file = open_at(AT_FDCWD, itself.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+  if (!file) return File_Read::FAILED;
 
   std::string bytes;
   std::array<char, 32768> buffer;

@@ -17,7 +17,8 @@ enum class File_Read {
 
 // Replaces `content` with the bytes of a regular file, as far as they go when they are read (a size that the file
 // claims is not trusted, so files in /proc work). Symbolic links are followed.
-// Never blocks on what is not a regular file, also where a path is exchanged for a FIFO after it was tested.
+// Never blocks on what is not a regular file, also where a path is exchanged for a FIFO after it was tested; a file
+// under a lease is waited for as long as its holder may keep it. Needs "/proc".
 // `content` is unchanged unless the result is DONE.
 GUSTAIKRUM_EXPORT File_Read read_regular_file(const char* path, std::string& content,
                                               std::size_t limit = FILE_CONTENT_LIMIT);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace platform {
@@ -29,5 +31,14 @@ class Unique_Fd {
  private:
   int fd_ = -1;
 };
+
+// Opens a file as openat() does, and tries again where a signal interrupts that. None, with errno, if it fails.
+inline Unique_Fd open_at(int parent, const char* path, int flags) {
+  int descriptor;
+  do {
+    descriptor = ::openat(parent, path, flags);
+  } while (descriptor < 0 && errno == EINTR);
+  return Unique_Fd(descriptor);
+}
 
 }  // namespace platform

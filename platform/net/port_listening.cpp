@@ -115,11 +115,12 @@ bool check_port_listening(std::uint16_t port) {
   if (const std::optional<bool> listening = listening_by_diagnosis(port)) return *listening;
 
   const std::optional<bool> ipv4 = listening_by_table("/proc/net/tcp", port);
-  const std::optional<bool> ipv6 = listening_by_table("/proc/net/tcp6", port);
-  if (!ipv4.has_value() && !ipv6.has_value()) {
-    log_debug("Failed to read the listening sockets: %m\n");
-  }
-  return ipv4.value_or(false) || ipv6.value_or(false);
+  std::optional<bool> ipv6 = listening_by_table("/proc/net/tcp6", port);
+  if (!ipv6 && errno == ENOENT && ipv4) ipv6 = false;  // the host has no IPv6
+  if (ipv4.value_or(false) || ipv6.value_or(false)) return true;
+
+  if (!ipv4 || !ipv6) log_debug("Failed to read the listening sockets: %m\n");
+  return false;
 }
 
 }  // namespace platform

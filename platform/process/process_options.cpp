@@ -22,6 +22,8 @@ constexpr std::size_t MAX_ARGUMENTS = 127;
 // more.
 constexpr std::size_t ARGUMENT_TABLE_SIZE = MAX_ARGUMENTS + 2;
 
+constexpr char OUT_OF_MEMORY[] = "out of memory";  // short enough for a text that takes none
+
 // Nothing if they cannot be looked up.
 std::optional<std::vector<gid_t>> find_groups(const char* user, gid_t primary) {
   int count = 32;
@@ -39,14 +41,20 @@ std::optional<std::vector<gid_t>> find_groups(const char* user, gid_t primary) {
 
 Process_Options::Process_Options(bool inherit_environment)
     : ACE_Process_Options(inherit_environment, DEFAULT_COMMAND_LINE_BUF_LEN, ENVIRONMENT_BUFFER, MAX_ENVIRONMENT_ARGS,
-                          ARGUMENT_TABLE_SIZE) {}
+                          ARGUMENT_TABLE_SIZE) {
+  const bool is_whole = command_line_buf_ != nullptr && command_line_argv_ != nullptr && environment_buf_ != nullptr &&
+                        environment_argv_ != nullptr;
+  if (is_whole) return;
+  delete[] std::exchange(command_line_buf_, nullptr);
+  fault_ = OUT_OF_MEMORY;
+}
 
 Process_Options::~Process_Options() {
   wipe_command_line();
 }
 
 void Process_Options::wipe_command_line() {
-  ::explicit_bzero(command_line_buf_, command_line_buf_len_);
+  if (command_line_buf_ != nullptr) ::explicit_bzero(command_line_buf_, command_line_buf_len_);
   if (command_line_copy_ != nullptr) {
     // As long as the text that it was copied from; the tokenizer has put NULs in place of separators.
     ::explicit_bzero(command_line_copy_, std::exchange(command_line_length_, 0));
@@ -76,6 +84,7 @@ int Process_Options::command_line(const char* format, ...) {
   }
   command_line_length_ = static_cast<std::size_t>(length);
   char* const* arguments = command_line_argv();
+  if (command_line_copy_ == nullptr) return fail(OUT_OF_MEMORY);
   if (arguments[0] == nullptr) return fail("command line is empty");
   for (std::size_t count = 0; arguments[count] != nullptr; ++count) {
     if (count == MAX_ARGUMENTS) return fail("more than " + std::to_string(MAX_ARGUMENTS) + " arguments");
@@ -84,6 +93,8 @@ int Process_Options::command_line(const char* format, ...) {
 }
 
 int Process_Options::setenv(const char* name, const char* format, ...) {
+  if (!fault_.empty()) return -1;
+
   std::string value;
   std::va_list args;
   va_start(args, format);

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/files/unique_fd.h"
 #include "platform/text/natoi.h"
 
 #ifndef SYS_close_range
@@ -60,18 +61,10 @@ bool has_groups(Child_Plan& plan) {
 // when it came to be, and it may share the caller's memory until its program runs. Where the C library's own call
 // would signal every thread that it believes in, the kernel is called directly. ---
 
-int open_again(const char* path, int mode) {
-  int descriptor;
-  do {
-    descriptor = ::open(path, mode);
-  } while (descriptor < 0 && errno == EINTR);
-  return descriptor;
-}
-
 // Puts "/dev/null" in the place of a source that is not there.
 bool redirect(int descriptor, int source, int null_mode) {
   if (source >= 0) return ::dup2(source, descriptor) == descriptor;
-  const int null = open_again("/dev/null", null_mode);
+  const int null = open_at(AT_FDCWD, "/dev/null", null_mode).release();
   return null == descriptor || (null >= 0 && ::dup2(null, descriptor) == descriptor);
 }
 
@@ -85,20 +78,17 @@ bool close_one_by_one() {
     unsigned char type;
     char name[1];
   };
-  const int listing = open_again("/proc/self/fd", O_RDONLY | O_DIRECTORY);
-  if (listing < 0) return false;
+  const Unique_Fd listing = open_at(AT_FDCWD, "/proc/self/fd", O_RDONLY | O_DIRECTORY);
+  if (!listing) return false;
 
   alignas(Entry) char buffer[4096];
   for (;;) {
-    const long length = ::syscall(SYS_getdents64, listing, buffer, sizeof(buffer));
-    if (length <= 0) {
-      ::close(listing);
-      return length == 0;
-    }
+    const long length = ::syscall(SYS_getdents64, listing.get(), buffer, sizeof(buffer));
+    if (length <= 0) return length == 0;
     for (long at = 0; at < length;) {
       const auto* entry = reinterpret_cast<const Entry*>(buffer + at);
       const int descriptor = natoi<int>(buffer + at + offsetof(Entry, name));
-      if (descriptor >= FIRST_OTHER_DESCRIPTOR && descriptor != listing) ::close(descriptor);
+      if (descriptor >= FIRST_OTHER_DESCRIPTOR && descriptor != listing.get()) ::close(descriptor);
       at += entry->length;
     }
   }
