@@ -97,16 +97,6 @@ bool Instance_Controller::get_instance_dir(const std::string& instance_name, std
   return !dir.empty();
 }
 
-void Instance_Controller::get_dir_to_run_in(const std::string& instance_name, std::string& dir) const {
-  std::list<platform::Service_Info> services;
-  if (!get_instance_services(instance_name, services)) {
-    platform::log_error("Failed to get %s %s instance env\n", sid_.c_str(), instance_name.c_str());
-    return;
-  }
-  dir = believed_dir(sid_, services);
-  if (dir.empty()) get_default_instance_dir(instance_name, dir);
-}
-
 void Instance_Controller::get_default_instance_dir(const std::string& instance_name, std::string& dir) const {
   platform::string_sprintf(dir, "/usr/sap/%s/%s", sid_.c_str(), instance_name.c_str());
 }
@@ -135,7 +125,13 @@ bool Instance_Controller::get_instance_services(std::uint16_t instance_number,
 bool Instance_Controller::hdb_action(const std::string& instance_name, HDB_ACTION action) const {
   // Deliberate: without a directory there is no "/HDB" to run, and the run below reports that.
   std::string instance_dir;
-  get_dir_to_run_in(instance_name, instance_dir);
+  std::list<platform::Service_Info> services;
+  if (get_instance_services(instance_name, services)) {
+    instance_dir = believed_dir(sid_, services);
+    if (instance_dir.empty()) get_default_instance_dir(instance_name, instance_dir);
+  } else {
+    platform::log_error("Failed to get %s %s instance env\n", sid_.c_str(), instance_name.c_str());
+  }
 
   const char* const word = action_word(action);
   if (word == nullptr) {

@@ -52,7 +52,6 @@ class GUSTAIKRUM_EXPORT Instance_Controller {
 
  private:
   void get_default_instance_dir(const std::string& instance_name, std::string& dir) const;
-  void get_dir_to_run_in(const std::string& instance_name, std::string& dir) const;
   bool hdb_action(const std::string& instance_name, HDB_ACTION action) const;
 
   std::string sid_;

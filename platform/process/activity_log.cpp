@@ -7,11 +7,13 @@
 
 #include <string>
 
+#include "platform/text/printable.h"
+
 namespace platform {
 
 void log_activity(const ACE_Log_Msg_Callback_var& callback, std::string_view text) {
   try {
-    const std::string line = std::string(text) + "\n";
+    const std::string line = printable(text) + "\n";
     if (!callback) return log_debug("%s", line.c_str());
     ACE_Log_Record record(LM_DEBUG, ACE_OS::gettimeofday(), ::getpid());
     record.msg_data(line.c_str());

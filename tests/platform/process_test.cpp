@@ -188,6 +188,8 @@ TEST_F(ProcessTest, only_a_program_that_ran_and_exited_with_0_is_a_success) {
   EXPECT_EQ(told("/bin/sh -c \"kill -SEGV $$\""), "'/bin/sh' was killed by signal 11\n");
   EXPECT_EQ(told("/no/such/program"), "'/no/such/program' cannot be started: No such file or directory\n");
   EXPECT_EQ(told("true"), "'true' cannot be started: No such file or directory\n");
+  EXPECT_EQ(told("\x1B[2J\xC2\x9B\xC3\x9B\x7F"),
+            "'\\x1B[2J\\x9B\xC3\x9B\\x7F' cannot be started: No such file or directory\n");
   EXPECT_EQ(told("/etc/passwd"), "'/etc/passwd' cannot be started: Permission denied\n");
   EXPECT_EQ(told("/usr"), "'/usr' cannot be started: Permission denied\n");
   EXPECT_EQ(told("/o'brien/tool -p Secret 'x'"), "'/o'brien/tool' cannot be started: No such file or directory\n");
