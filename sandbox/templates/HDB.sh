@@ -1,7 +1,8 @@
 #!/bin/sh
 # Starts and stops the servers of @SID@ @INSTANCE@, as the instance's administrator.
 
-test -x @DIR@/HDB.override && exec @DIR@/HDB.override "$@"
+test -z "$SANDBOX_NO_OVERRIDE" && test -x @DIR@/HDB.override && exec @DIR@/HDB.override "$@"
+unset SANDBOX_NO_OVERRIDE
 
 echo "uid=$(id -u) gid=$(id -g) groups=$(id -G) LD_LIBRARY_PATH=$LD_LIBRARY_PATH" \
     "HDB_START_TIMEOUT=$HDB_START_TIMEOUT HDB_STOP_TIMEOUT=$HDB_STOP_TIMEOUT arguments=$*" >>@STATE@/@INSTANCE@.runs

@@ -88,9 +88,15 @@ TEST(Sandbox, hdbsql_answers_and_fails_as_the_true_one) {
     EXPECT_EQ(outcome.output.find(c.output), 0U) << outcome.output;
   }
 
-  std::ofstream(hdbsql + ".override") << "#!/bin/sh\necho instead\nSANDBOX_NO_OVERRIDE=1 exec ${0%.override} $@\n";
-  fs::permissions(hdbsql + ".override", fs::perms(0755));
-  EXPECT_EQ(run_command(hdbsql + " x").output.find("instead\nusage: hdbsql "), 0U);
+  const std::string wrapper = "#!/bin/sh\necho instead\nSANDBOX_NO_OVERRIDE=1 exec \"${0%.override}\" \"$@\"\n";
+  for (const auto& [tool, output] : {std::pair("exe/hdbsql", "instead\nusage: hdbsql "),
+                                     {"HDB", "instead\nUsage: HDB "},
+                                     {"exe/hdbsrvutil", "instead\n"}}) {
+    const std::string path = std::string("/usr/sap/HXE/HDB90/") + tool;
+    std::ofstream(path + ".override") << wrapper;
+    fs::permissions(path + ".override", fs::perms(0755));
+    EXPECT_EQ(run_command("timeout 5 " + path + " x").output.find(output), 0U) << path;
+  }
 }
 
 }  // namespace
