@@ -73,11 +73,6 @@ Catalog_Service::Catalog_Service(const Catalog_Service_Options& options)
 }
 
 Catalog_Service::~Catalog_Service() {
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    stopping_ = true;
-  }
-  stopped_.notify_all();
   server_->stop();
   thread_.join();
 }
@@ -86,27 +81,26 @@ std::string Catalog_Service::base_url() const {
   return (options_.certificate.empty() ? "http://127.0.0.1:" : "https://127.0.0.1:") + std::to_string(port_);
 }
 
-void Catalog_Service::fail_next(const Catalog_Fault& fault) {
+void Catalog_Service::fail_next(int status) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  faults_.push_back(fault);
+  faults_.push_back(status);
 }
 
-std::vector<Catalog_Request> Catalog_Service::take_requests() {
+std::vector<std::string> Catalog_Service::take_requests() {
   const std::lock_guard<std::mutex> lock(mutex_);
   return std::exchange(requests_, {});
 }
 
 void Catalog_Service::answer(const httplib::Request& request, httplib::Response& response) {
-  std::optional<Catalog_Fault> fault;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    requests_.push_back({request.method, request.target, request.body, request.has_header("Authorization")});
+    requests_.push_back(request.method + " " + request.target + " " + request.body);
     if (!faults_.empty()) {
-      fault = faults_.front();
+      response.status = faults_.front();
       faults_.pop_front();
+      return response.set_content("{}", JSON_TYPE);
     }
   }
-  if (fault) return fail(*fault, response);
 
   const auto credentials = httplib::make_basic_authentication_header(options_.user, options_.password);
   if (!options_.user.empty() && request.get_header_value("Authorization") != credentials.second) {
@@ -159,44 +153,6 @@ void Catalog_Service::answer_file(const httplib::Request& request, httplib::Resp
   platform::json::loads_json(request.body.data(), request.body.size(), body, 0);
   reply_whether(response, store_.add_files(platform::json::object_get_str_or_throw(body.get_obj(), "job_uuid"),
                                            platform::json::object_get_array_or_throw(body.get_obj(), "files")));
-}
-
-void Catalog_Service::fail(const Catalog_Fault& fault, httplib::Response& response) {
-  constexpr std::size_t BODY_SIZE = 1000;
-  response.status = 200;
-  switch (fault.kind) {
-    case Catalog_Fault::REPLY:
-      response.status = fault.status;
-      return response.set_content(fault.text, JSON_TYPE);
-    case Catalog_Fault::SLOW_HEADER:
-      wait(std::chrono::hours(1));
-      return;
-    case Catalog_Fault::SLOW_BODY:
-      return response.set_content_provider(BODY_SIZE, JSON_TYPE,
-                                           [this](std::size_t, std::size_t, httplib::DataSink& out) {
-                                             return !wait(std::chrono::milliseconds(100)) && out.write(" ", 1);
-                                           });
-    case Catalog_Fault::CUT:
-      return response.set_content_provider(
-          BODY_SIZE, JSON_TYPE, [](std::size_t offset, std::size_t, httplib::DataSink& out) {
-            return offset == 0 && out.write(std::string(BODY_SIZE / 2, ' ').data(), BODY_SIZE / 2);
-          });
-    case Catalog_Fault::MALFORMED:
-      return response.set_content("{\"rows\":[", JSON_TYPE);
-    case Catalog_Fault::ENDLESS:
-      return response.set_chunked_content_provider(JSON_TYPE, [this](std::size_t, httplib::DataSink& out) {
-        const std::string block(65536, ' ');
-        return !wait(std::chrono::milliseconds(0)) && out.write(block.data(), block.size());
-      });
-    case Catalog_Fault::REDIRECT:
-      return response.set_redirect(fault.text);
-  }
-}
-
-// True if the service is about to end before the time is over.
-bool Catalog_Service::wait(std::chrono::milliseconds time) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  return stopped_.wait_for(lock, time, [this] { return stopping_; });
 }
 
 }  // namespace sandbox

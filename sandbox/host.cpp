@@ -112,23 +112,15 @@ void Host::stop(const std::string& sid, const std::string& instance, const std::
   if (process != 0 && !end(process, SIGKILL)) throw std::runtime_error("sandbox: " + program + " does not end");
 }
 
-void Host::start_database(const std::string& sid, const std::string& instance) {
-  for (const auto& server : servers(sid, instance))
-    start(sid, instance, server.first);
-}
-
-void Host::stop_database(const std::string& sid, const std::string& instance) {
-  for (const auto& server : servers(sid, instance))
-    stop(sid, instance, server.first);
-}
-
 void Host::start_all() {
   if (description_.host_agent)
     run_or_throw({"/usr/sap/hostctrl/exe/sapstartsrv", "pf=/usr/sap/hostctrl/exe/host_profile", "-D"});
   for (const System_Description& system : description_.systems) {
     for (const Instance_Description& instance : system.instances) {
       if (instance.start_service) start(system.sid, instance.name, "sapstartsrv");
-      if (system.hana && instance.running) start_database(system.sid, instance.name);
+      if (!system.hana || !instance.running) continue;
+      for (const auto& server : servers(system.sid, instance.name))
+        start(system.sid, instance.name, server.first);
     }
   }
 }

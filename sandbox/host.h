@@ -32,9 +32,6 @@ class Host {
   pid_t start(const std::string& sid, const std::string& instance, const std::string& program);
   // Ends one of an instance's programs, if it runs, and waits until it is gone.
   void stop(const std::string& sid, const std::string& instance, const std::string& program);
-  // The same for all servers of an instance's database; its start service is left alone.
-  void start_database(const std::string& sid, const std::string& instance);
-  void stop_database(const std::string& sid, const std::string& instance);
 
   // The statements that the system's hdbsql has run since the last call, oldest first; a newline in one is "\n".
   std::vector<std::string> take_statements(const std::string& sid);

@@ -84,7 +84,6 @@ Instance_Description read_instance(const Source& source, const std::string& valu
               {"running", flag_into(source, "running", instance.running)},
               {"start_service", flag_into(source, "start_service", instance.start_service)},
               {"systemd", flag_into(source, "systemd", instance.systemd)},
-              {"hdb_failure", text_into(instance.hdb_failure)},
               {"unset",
                [&instance](const std::string& name, const Tree&) {
                  instance.environment.push_back({name, {}, true});

@@ -53,7 +53,6 @@ struct Instance_Description {
   bool running = true;              // the database's servers listen
   bool start_service = true;        // sapstartsrv runs
   bool systemd = false;             // the start service belongs to systemd, not to sapinit
-  std::string hdb_failure;          // what the HDB script fails with; empty if it works
   std::vector<Environment_Change> environment;
 };
 

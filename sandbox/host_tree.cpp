@@ -190,8 +190,6 @@ void write_hdb_script(const fs::path& dir, const System_Description& system, con
                                 {"PROFILE", profile_path(system.sid, instance.name, host)},
                                 {"USER", administrator(system.sid)}}),
              0755);
-  if (!instance.hdb_failure.empty())
-    write_file(system_state(system.sid) + "/" + instance.name + ".failure", instance.hdb_failure + "\n");
 }
 
 // One line a server: its name and port, in the order in which they are started.

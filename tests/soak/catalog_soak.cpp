@@ -106,7 +106,7 @@ class Soak {
   }
 
   void step() {
-    if (random_() % 10 == 0) service_.fail_next({sandbox::Catalog_Fault::REPLY, 503, "{}"});
+    if (random_() % 10 == 0) service_.fail_next(503);
     const bool with_job = random_() % 4 == 0;
     const auto choice = (with_job ? jobs_ : files_).empty() ? 2 : random_() % 4;
     const bool confirmed = choice == 0   ? remove(with_job)

@@ -62,26 +62,18 @@ std::size_t entries(const char* directory) {
   return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
-// The requests of a run that are not to be sent without being asked for, nor again.
-std::vector<std::string> sent() {
-  std::vector<std::string> texts;
-  for (const sandbox::Catalog_Request& request : torture::world->catalog.take_requests())
-    texts.push_back(request.method + " " + request.target + " " + request.body);
-  return texts;
-}
-
 struct Run {
   bool ok = false;
   std::string told;
   int records = 0;
-  std::vector<std::string> requests;
-  long calls = 0;     // of the kind in question
-  std::string wrong;  // whatever the undisturbed run was like
+  std::vector<std::string> requests;  // that are not to be sent without being asked for, nor again
+  long calls = 0;                     // of the kind in question
+  std::string wrong;                  // whatever the undisturbed run was like
 };
 
 Run run(const Operation& operation, std::size_t kind, int error, long nth, bool lasting = false) {
   if (operation.prepare != nullptr) operation.prepare();
-  sent();
+  torture::world->catalog.take_requests();
   torture::world->host.take_statements("HXE");
   std::snprintf(running, sizeof(running), "%s: %s %d, call %ld", operation.name, test::CALL_KINDS[kind].name, error,
                 nth);
@@ -112,7 +104,7 @@ Run run(const Operation& operation, std::size_t kind, int error, long nth, bool 
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   if (entries("/proc/self/fd") > descriptors) run.wrong = "leaves a descriptor";
   if (::waitpid(-1, nullptr, WNOHANG) != -1) run.wrong = "leaves a child";
-  run.requests = sent();
+  run.requests = torture::world->catalog.take_requests();
   if (run.wrong.empty() && grown > 0) run.wrong = "leaves " + std::to_string(grown) + " bytes";
   return run;
 }
