@@ -59,6 +59,8 @@ Catalog_Service::Catalog_Service(const Catalog_Service_Options& options)
   server_->Get(".*", handler).Post(".*", handler).Put(".*", handler).Delete(".*", handler);
   server_->set_keep_alive_timeout(1);
   server_->set_keep_alive_max_count(1000);
+  // A header and its body are two writes: the second would wait for the client's delayed acknowledgement.
+  server_->set_tcp_nodelay(true);
 
   if (options.port == 0) {
     port_ = server_->bind_to_any_port("127.0.0.1");
