@@ -30,7 +30,7 @@ constexpr const char* usage =
     "probe  tells how a sandbox would be entered on this machine\n"
     "\n"
     "--host FILE  the host's description instead of the default one (see docs/sandbox.md)\n"
-    "--bare       no host at all: the command builds its own\n";
+    "--bare       no host at all: the command builds its own; it cannot change the rest of the machine's files\n";
 
 struct Request {
   std::string verb;
@@ -111,7 +111,7 @@ int run_in_sandbox(const Request& request) {
       request.host_file.empty() ? sandbox::default_description() : read_host_file(request.host_file);
   static char shell[] = "/bin/bash";
   const std::vector<char*> command = request.command.empty() ? std::vector<char*>{shell} : request.command;
-  return sandbox::run_inside(probe_or_throw(), {".", "/proc/self/exe", command[0]}, [&] {
+  return sandbox::run_inside(probe_or_throw(), {".", "/proc/self/exe", command[0]}, request.bare, [&] {
     std::unique_ptr<sandbox::Host> host;
     if (!request.bare) host = std::make_unique<sandbox::Host>(description);
     return run_command(command);

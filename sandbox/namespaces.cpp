@@ -134,10 +134,18 @@ void mark(Way way) {
                                                                           : "plain");
 }
 
+// Lets nobody in here, root included, change what is mounted now.
+void seal() {
+  mount_attr attributes{};
+  attributes.attr_set = MOUNT_ATTR_RDONLY;
+  if (::mount_setattr(AT_FDCWD, "/", AT_RECURSIVE, &attributes, sizeof(attributes)) != 0) fail("sealing");
+}
+
 // Makes the new namespaces this sandbox's own. The process is the first of its pid namespace.
-void furnish(Way way, const std::vector<fs::path>& keep) {
+void furnish(Way way, const std::vector<fs::path>& keep, bool sealed) {
   const fs::path directory = fs::current_path();
   mount_at(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
+  if (sealed) seal();
   const Kept kept = open_kept(keep);
   mount_private_usr_sap();
   mount_private_tmp(kept);
@@ -179,7 +187,7 @@ pid_t fork_and(Body body) {
   ::_exit(status);
 }
 
-int run_in_namespaces(Way way, const std::vector<std::string>& keep, const std::function<int()>& inside) {
+int run_in_namespaces(Way way, const std::vector<std::string>& keep, bool sealed, const std::function<int()>& inside) {
   // Now, since inside a chroot "/proc/self/exe" leads nowhere once the mounts are others.
   std::vector<fs::path> absolute;
   for (const std::string& path : keep)
@@ -187,7 +195,7 @@ int run_in_namespaces(Way way, const std::vector<std::string>& keep, const std::
   leave_namespaces(way);
   const pid_t first = fork_and([&] {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    furnish(way, absolute);
+    furnish(way, absolute, sealed);
     return reap_until(fork_and(inside));
   });
   return reap_until(first);
@@ -250,7 +258,7 @@ Way probe(std::string& reason) {
       leave_namespaces(wanted);
       return reap_until(fork_and([&] {
         try {
-          furnish(wanted, {});
+          furnish(wanted, {}, false);
           return 0;
         } catch (const std::exception& error) {
           ::dprintf(in.get(), "%s", error.what());
@@ -273,11 +281,11 @@ Way probe(std::string& reason) {
   return wanted == Way::namespaces && usr_sap_is_free(reason) ? Way::plain : Way::none;
 }
 
-int run_inside(Way way, const std::vector<std::string>& keep, const std::function<int()>& inside) {
+int run_inside(Way way, const std::vector<std::string>& keep, bool sealed, const std::function<int()>& inside) {
   // The host's other users must reach what is made for them, and "/tmp" is another.
   ::umask(022);
   ::unsetenv("TMPDIR");
-  return way == Way::plain ? run_plain(inside) : run_in_namespaces(way, keep, inside);
+  return way == Way::plain ? run_plain(inside) : run_in_namespaces(way, keep, sealed, inside);
 }
 
 }  // namespace sandbox
