@@ -94,24 +94,33 @@ Call next(const char* name) {
 }  // namespace
 
 const Call_Kind CALL_KINDS[] = {
-    {"memory", {ENOMEM}},       {"open", {EMFILE, EIO, EINTR}},
-    {"read", {EIO, EINTR}},     {"stat", {EIO, ENOMEM}},
-    {"readdir", {EIO}},         {"poll", {ENOMEM, EINTR}},
-    {"pipe", {EMFILE}},         {"socket", {EMFILE}},
-    {"send", {ENOBUFS, EINTR}}, {"recv", {ENOBUFS, EINTR}},
-    {"spawn", {EAGAIN, EPERM}}, {"wait", {ECHILD, EINTR}},
-    {"descriptor", {ENOMEM}},   {"kernel", {EPERM, ENOMEM}},
-    {"change", {EPERM}},        {"map", {ENOMEM}},
-    {"lookup", {EIO, EMFILE}},  {"curl_option", {CURLE_OUT_OF_MEMORY}},
+    {"memory", {ENOMEM, -ENOMEM}},
+    {"open", {EMFILE, EIO, EINTR}},
+    {"read", {EIO, EINTR}},
+    {"stat", {EIO, ENOMEM}},
+    {"readdir", {EIO}},
+    {"poll", {ENOMEM, EINTR}},
+    {"pipe", {EMFILE}},
+    {"socket", {EMFILE}},
+    {"send", {ENOBUFS, EINTR}},
+    {"recv", {ENOBUFS, EINTR}},
+    {"spawn", {EAGAIN, EPERM}},
+    {"wait", {ECHILD, EINTR}},
+    {"descriptor", {ENOMEM}},
+    {"kernel", {EPERM, ENOMEM}},
+    {"change", {EPERM}},
+    {"map", {ENOMEM}},
+    {"lookup", {EIO, EMFILE}},
+    {"curl_option", {CURLE_OUT_OF_MEMORY}},
     {"curl_handle", {0}},
 };
 const std::size_t CALL_KIND_COUNT = sizeof(CALL_KINDS) / sizeof(CALL_KINDS[0]);
 
-Fault::Fault(std::size_t kind, int error, long nth, bool lasting) {
+Fault::Fault(std::size_t kind, int error, long nth) {
   plan().kind = kind;
-  plan().error = error;
+  plan().error = error < 0 ? -error : error;
   plan().nth = nth;
-  plan().lasting = lasting;
+  plan().lasting = error < 0;
   plan().calls = 0;
   armed = true;
 }

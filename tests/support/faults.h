@@ -4,7 +4,8 @@
 
 namespace test {
 
-// A kind of call that a program may see fail, and how. Errors are errno values, but for libcurl's own codes.
+// A kind of call that a program may see fail, and how. Errors are errno values, but for libcurl's own codes; a negative
+// one lasts: every later call fails as well.
 struct Call_Kind {
   const char* name;
   int errors[4];  // up to the first 0
@@ -13,13 +14,13 @@ struct Call_Kind {
 extern const Call_Kind CALL_KINDS[];
 extern const std::size_t CALL_KIND_COUNT;
 
-// While it lives, the n-th call of one kind that this thread makes, directly or through a library, fails; with
-// `lasting` every later one, too. Calls of a child count until it runs a program of its own. There is one at a time.
+// While it lives, the n-th call of one kind that this thread makes, directly or through a library, fails. Calls of a
+// child count until it runs a program of its own. There is one at a time.
 //
 // A program that is linked with this stands between the C library and all the others in it.
 class Fault {
  public:
-  Fault(std::size_t kind, int error, long nth, bool lasting = false);
+  Fault(std::size_t kind, int error, long nth);
   ~Fault();
   Fault(const Fault&) = delete;
   Fault& operator=(const Fault&) = delete;

@@ -1,9 +1,9 @@
 // Runs every public operation on a simulated host while one call after another fails that it makes, and holds what it
 // says against the undisturbed run: either the same, or its failure with a record in the log.
 //
-//   torture all [NAME]     each call that is reached, of every operation or of the one named
-//   torture sample         a few of each operation's
-//   torture soak SECONDS   any operation with any call, for as long
+//   torture all [NAME]             each call that is reached, of every operation or of the one named
+//   torture sample                 a few of each operation's
+//   torture soak SECONDS [SEED]    any call of any operation, for as long; the process must not grow
 #include <ace/Log_Msg.h>
 #include <ace/Log_Msg_Callback.h>
 #include <ace/Log_Record.h>
@@ -19,7 +19,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <map>
+#include <fstream>
+#include <optional>
 #include <random>
 #include <thread>
 
@@ -29,124 +30,155 @@
 namespace {
 
 using torture::Operation;
+using Clock = std::chrono::steady_clock;
 
 constexpr unsigned TIME_LIMIT = 30;  // seconds for one run
-constexpr long NEVER = LONG_MAX;
+
+// A call that is to fail; of kind 0 and never, if not said.
+struct Call {
+  std::size_t kind = 0;
+  int error = 0;
+  long nth = LONG_MAX;
+};
 
 char running[200];  // what is being tried, for whoever has to say so at the end
 
 [[noreturn]] void die(int signal) {
-  const char* const what = signal == SIGALRM ? "does not end: " : "crashes: ";
-  for (const char* text : {what, static_cast<const char*>(running), "\n"})
+  const char* const what = signal == SIGALRM ? ": does not end\n" : ": crashes\n";
+  for (const char* text : {static_cast<const char*>(running), what})
     static_cast<void>(!::write(STDOUT_FILENO, text, std::strlen(text)));
   ::_exit(1);
 }
 
-class Log : public ACE_Log_Msg_Callback {
- public:
+struct Log : ACE_Log_Msg_Callback {
   void log(ACE_Log_Record& record) override {
     const test::Fault_Pause pause;
-    const bool debug = record.type() <= LM_DEBUG;
-    ++(debug ? explanations : records);
-    if (debug) return;
-    std::snprintf(last, sizeof(last), "%s", record.msg_data());
+    ++(record.type() <= LM_DEBUG ? explanations : records);
   }
 
   int records = 0;
   int explanations = 0;  // at LM_DEBUG
-  char last[300] = "";
-} log_records;
+} the_log;
 
-std::size_t entries(const char* directory) {
-  const std::filesystem::directory_iterator all(directory);
-  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
+// What must not grow.
+struct Holdings {
+  static std::size_t entries(const char* directory) {
+    const std::filesystem::directory_iterator all(directory);
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+  }
+  static long pages() {
+    long size = 0, resident = 0;
+    std::ifstream("/proc/self/statm") >> size >> resident;
+    return resident;
+  }
+
+  std::size_t descriptors = entries("/proc/self/fd");
+  std::size_t threads = entries("/proc/self/task");
+  long resident = pages() * ::sysconf(_SC_PAGESIZE) / 1024;  // KiB
+};
 
 struct Run {
   bool ok = false;
   std::string told;
   int records = 0;
-  std::vector<std::string> requests;  // that are not to be sent without being asked for, nor again
-  long calls = 0;                     // of the kind in question
-  std::string wrong;                  // whatever the undisturbed run was like
+  std::vector<std::string> requests;
+  long calls = 0;     // of the kind in question
+  std::string wrong;  // whatever another run is like
 };
 
-Run run(const Operation& operation, std::size_t kind, int error, long nth, bool lasting = false) {
+// True once all that the operation has opened is closed; the service may have yet to see the end of a connection.
+bool is_closed(std::size_t descriptors_before) {
+  for (int wait = 0; wait < 300; ++wait) {
+    if (Holdings::entries("/proc/self/fd") <= descriptors_before) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return false;
+}
+
+void run_operation(const Operation& operation, const Call& call, Run& run) {
+  const test::Fault fault(call.kind, call.error, call.nth);
+  try {
+    run.ok = operation.run(run.told);
+  } catch (...) {
+    run.wrong = "throws";
+  }
+  run.calls = fault.calls();
+}
+
+Run run_with(const Operation& operation, const Call& call) {
   if (operation.prepare != nullptr) operation.prepare();
   torture::world->catalog.take_requests();
   torture::world->host.take_statements("HXE");
-  std::snprintf(running, sizeof(running), "%s: %s %d, call %ld", operation.name, test::CALL_KINDS[kind].name, error,
-                nth);
-  log_records.records = log_records.explanations = 0;
+  std::snprintf(running, sizeof(running), "%s: %s %d, call %ld", operation.name, test::CALL_KINDS[call.kind].name,
+                call.error, call.nth);
   Run run;
-  run.told.reserve(4096);
-  const std::size_t descriptors = entries("/proc/self/fd");
-  const long memory = test::held_memory();
+  run.told.reserve(4096);  // so that it allocates nothing meanwhile
+  the_log.records = the_log.explanations = 0;
+  const std::size_t descriptors = Holdings::entries("/proc/self/fd");
+
   ::alarm(TIME_LIMIT);
-  {
-    const test::Fault fault(kind, error, nth, lasting);
-    try {
-      run.ok = operation.run(run.told);
-    } catch (const std::exception& thrown) {
-      const test::Fault_Pause pause;
-      run.wrong = std::string("throws ") + thrown.what();
-    } catch (...) {
-      run.wrong = "throws";
-    }
-    run.calls = fault.calls();
-  }
-  ::alarm(0);
+  const long memory = test::held_memory();
+  run_operation(operation, call, run);
   const long grown = test::held_memory() - memory;
+  ::alarm(0);
+
   const bool quiet = (operation.traits & torture::QUIET) != 0;
-  run.records = log_records.records + (quiet ? log_records.explanations : 0);
-  // The service may have yet to see the end of a connection.
-  for (int wait = 0; wait < 300 && entries("/proc/self/fd") > descriptors; ++wait)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  if (entries("/proc/self/fd") > descriptors) run.wrong = "leaves a descriptor";
+  run.records = the_log.records + (quiet ? the_log.explanations : 0);
+  if (!is_closed(descriptors)) run.wrong = "leaves a descriptor";
   if (::waitpid(-1, nullptr, WNOHANG) != -1) run.wrong = "leaves a child";
-  run.requests = torture::world->catalog.take_requests();
   if (run.wrong.empty() && grown > 0) run.wrong = "leaves " + std::to_string(grown) + " bytes";
+  run.requests = torture::world->catalog.take_requests();
   return run;
 }
 
-// What is wrong with a run under a fault; empty for nothing.
-std::string judge(const Operation& operation, const Run& undisturbed, const Run& run) {
+// What is wrong with a run; empty for nothing.
+std::string judge(const Operation& operation, const Call& call, const Run& undisturbed, const Run& run) {
   if (!run.wrong.empty()) return run.wrong;
   for (const std::string& request : run.requests) {
-    const auto times = [&](const Run& other) {
-      return std::count(other.requests.begin(), other.requests.end(), request);
-    };
+    const auto times = [&](const Run& of) { return std::count(of.requests.begin(), of.requests.end(), request); };
     if (times(undisturbed) == 0) return "sends " + request;
     if (request.compare(0, 3, "GET") != 0 && times(run) > times(undisturbed)) return "sends twice " + request;
   }
   if (run.ok == undisturbed.ok && run.told == undisturbed.told) return "";
-  if (run.records == 0 && (run.ok || (operation.traits & torture::SILENT) == 0))
-    return std::string(run.ok ? "true" : "false") + " without a record: " + run.told;
-  if (run.ok && (operation.traits & torture::DEGRADES) == 0) return "true, but: " + run.told;
-  return "";
+
+  if (call.error == EINTR) return "is not tried again";
+  if (run.ok && (operation.traits & torture::DEGRADES) == 0) return "is true, but: " + run.told;
+  // Where memory is gone for good, there may be none for the record.
+  const bool may_be_silent = !run.ok && ((operation.traits & torture::SILENT) != 0 || call.error < 0);
+  return run.records > 0 || may_be_silent ? "" : "says nothing, and: " + run.told;
 }
 
 class Torture {
  public:
-  // Tries the calls of one operation: all of them, or `count` of each kind.
-  void of(const Operation& operation, long count) {
+  // Tries the calls of one operation: all of them, or about `count` of each kind.
+  void all_of(const Operation& operation, long count) {
     for (std::size_t kind = 0; kind < test::CALL_KIND_COUNT; ++kind) {
-      run(operation, kind, 0, NEVER);  // what is made once in a process is there after that
-      const Run undisturbed = run(operation, kind, 0, NEVER);
-      if (!undisturbed.ok || !undisturbed.wrong.empty())
-        return complain(std::string("fails undisturbed: ") + undisturbed.wrong + log_records.last);
+      const Run undisturbed = run_undisturbed(operation, kind);
       const long step = std::max(1L, undisturbed.calls / count);
       for (const int error : test::CALL_KINDS[kind].errors) {
-        if (error == 0 && &error != test::CALL_KINDS[kind].errors) break;
-        bool reached = true;
-        for (long nth = 1 + (step > 1 ? static_cast<long>(kind) % step : 0); reached; nth += step) {
-          const Run disturbed = run(operation, kind, error, nth);
-          reached = disturbed.calls >= nth;
-          const std::string wrong = judge(operation, undisturbed, disturbed);
-          if (!wrong.empty()) complain(wrong);
-          ++cases_;
+        for (long nth = 1; error != 0 && try_one(operation, undisturbed, {kind, error, nth}); nth += step) {
         }
       }
+    }
+  }
+
+  // Tries any call of any operation for as long, one run in two undisturbed.
+  void soak(std::chrono::seconds time, std::uint64_t seed) {
+    std::vector<Run> undisturbed;
+    for (const Operation& operation : torture::OPERATIONS)
+      undisturbed.push_back(run_undisturbed(operation, 0));
+
+    std::mt19937_64 random(seed);
+    const Clock::time_point start = Clock::now();
+    for (int look = 1; look <= 10;) {
+      const std::size_t chosen = random() % undisturbed.size();
+      const std::size_t kind = random() % test::CALL_KIND_COUNT;
+      Call call{kind, test::CALL_KINDS[kind].errors[random() % 2]};
+      if (call.error != 0 && random() % 2 == 0) call.nth = 1 + static_cast<long>(random() % 300);
+      try_one(torture::OPERATIONS[chosen], undisturbed[chosen], call);
+      if (Clock::now() < start + time * look / 10) continue;
+      look_at_process();
+      ++look;
     }
   }
 
@@ -157,31 +189,71 @@ class Torture {
   }
 
  private:
+  static constexpr long SLACK = 2048;  // KiB
+
+  Run run_undisturbed(const Operation& operation, std::size_t kind) {
+    run_with(operation, {kind});  // what is made once in a process is there after that
+    const Run run = run_with(operation, {kind});
+    if (!run.ok || !run.wrong.empty()) complain("fails undisturbed: " + run.wrong);
+    return run;
+  }
+
+  // False if there is no such call.
+  bool try_one(const Operation& operation, const Run& undisturbed, const Call& call) {
+    const Run run = run_with(operation, call);
+    const std::string wrong = judge(operation, call, undisturbed, run);
+    if (!wrong.empty()) complain(wrong);
+    ++cases_;
+    return run.calls >= call.nth;
+  }
+
+  void look_at_process() {
+    const Holdings now;
+    std::printf("%ld cases: %zu descriptors, %zu threads, %ld KiB\n", cases_, now.descriptors, now.threads,
+                now.resident);
+    std::strcpy(running, "the process");
+    if (!first_) first_ = now;
+    if (now.descriptors > first_->descriptors || now.threads > first_->threads ||
+        now.resident > first_->resident + SLACK) {
+      complain("has grown");
+    }
+    std::fflush(stdout);
+  }
+
   void complain(const std::string& what) {
     ++wrong_;
     std::printf("%s: %s\n", running, what.substr(0, 300).c_str());
     std::fflush(stdout);
   }
 
+  std::optional<Holdings> first_;
   long cases_ = 0;
   long wrong_ = 0;
 };
+
+void run_mode(const std::string& mode, const char* argument, const char* seed_text, Torture& torture) {
+  if (mode == "soak") {
+    const std::uint64_t seed = seed_text == nullptr ? std::random_device()() : std::strtoull(seed_text, nullptr, 10);
+    std::printf("seed %llu\n", static_cast<unsigned long long>(seed));
+    return torture.soak(std::chrono::seconds(argument == nullptr ? 60 : std::atoi(argument)), seed);
+  }
+  for (const Operation& operation : torture::OPERATIONS) {
+    if (argument == nullptr || std::strcmp(argument, operation.name) == 0)
+      torture.all_of(operation, mode == "sample" ? 10 : LONG_MAX);
+  }
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
   ACE_LOG_MSG->clr_flags(ACE_Log_Msg::STDERR);
   ACE_LOG_MSG->set_flags(ACE_Log_Msg::MSG_CALLBACK);
-  ACE_LOG_MSG->msg_callback(&log_records);
+  ACE_LOG_MSG->msg_callback(&the_log);
   for (const int signal : {SIGALRM, SIGSEGV, SIGABRT, SIGFPE, SIGBUS})
     ::signal(signal, die);
 
   torture::World the_world;
-  const std::string mode = argc > 1 ? argv[1] : "all";
   Torture torture;
-  for (const Operation& operation : torture::OPERATIONS) {
-    if (argc > 2 && std::strcmp(argv[2], operation.name) != 0) continue;
-    torture.of(operation, mode == "all" ? NEVER : 10);
-  }
+  run_mode(argc > 1 ? argv[1] : "all", argc > 2 ? argv[2] : nullptr, argc > 3 ? argv[3] : nullptr, torture);
   return torture.report() ? 0 : 1;
 }
