@@ -2,11 +2,10 @@
 
 #include <boost/regex.hpp>
 
-#include <stdexcept>
-
 #include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/text/natoi.h"
+#include "platform/text/search.h"
 
 namespace sap_hana {
 namespace {
@@ -16,14 +15,9 @@ const boost::regex LOG_FILE_RE("log_backup_(\\d+)_(\\d+)_(\\d+)_(\\d+).(\\d+)");
 const boost::regex FULL_BACKUP_FILE_RE("(.+)_databackup_(\\d+)_(\\d+).*");
 const boost::regex DELTA_BACKUP_FILE_RE("(.+)_databackup_(differential|incremental)_(\\d+)_(\\d+)_(\\d+)_(\\d+)");
 
-// A search that grows too complex for the engine is a search without a match.
 bool search(const std::string& name, boost::smatch& match, const boost::regex& pattern,
             boost::match_flag_type flags = boost::match_default) {
-  try {
-    return boost::regex_search(name, match, pattern, flags);
-  } catch (const std::runtime_error&) {
-    return false;
-  }
+  return platform::search(name.begin(), name.end(), match, pattern, flags);
 }
 
 // For a pattern that begins "(.+)". What matches such a pattern anywhere also matches it from the first character on,

@@ -11,6 +11,7 @@
 #include "platform/log/log.h"
 #include "platform/process/process_ex.h"
 #include "platform/process/text_process_handler.h"
+#include "platform/text/search.h"
 
 namespace sap_hana {
 namespace {
@@ -21,13 +22,8 @@ class Get_Version_Line_Handler : public platform::Text_Process_Handler {
   explicit Get_Version_Line_Handler(std::string& version) : Text_Process_Handler(0), version_(version) {}
 
   int handle_stdout_line(const char* line, std::size_t len) override {
-    if (line == nullptr || len == 0) return 0;
-    try {
-      boost::cmatch match;
-      if (boost::regex_search(line, line + len, match, GET_VERSION_RE)) version_ = match[1];
-    } catch (const std::exception& error) {
-      platform::log_debug("Failed to search a line for the version: %s\n", error.what());
-    }
+    boost::cmatch match;
+    if (line != nullptr && platform::search(line, line + len, match, GET_VERSION_RE)) version_ = match[1];
     return 0;
   }
 

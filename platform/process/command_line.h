@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/log/log.h"
+#include "platform/text/search.h"
 
 namespace platform {
 
@@ -58,12 +58,8 @@ class Command_Line_Pattern {
   }
 
   bool is_expression_in(std::string_view command_line) const {
-    try {
-      return boost::regex_search(command_line.begin(), command_line.end(), expression_);
-    } catch (const std::exception& error) {
-      log_debug("Failed to search a command line: %s\n", error.what());
-      return false;
-    }
+    boost::match_results<std::string_view::const_iterator> match;
+    return search(command_line.begin(), command_line.end(), match, expression_);
   }
 
   boost::regex expression_;

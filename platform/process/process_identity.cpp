@@ -80,7 +80,8 @@ bool Process_Identity::State::operator==(const State& other) const {
 }
 
 Process_Identity::Process_Identity(pid_t pid)
-    : directory_(::open(snprintf_t<32>("/proc/%d", static_cast<int>(pid)).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
+    : directory_(open_at(AT_FDCWD, snprintf_t<32>("/proc/%d", static_cast<int>(pid)).c_str(),
+                         O_PATH | O_DIRECTORY | O_CLOEXEC)),
       state_(look()) {}
 
 std::optional<Process_Identity::State> Process_Identity::look() const {

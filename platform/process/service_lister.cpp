@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <map>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
@@ -29,7 +30,7 @@ std::optional<Command_Line_Pattern> compile(const char* pattern) {
   if (pattern == nullptr) return std::nullopt;
   try {
     return Command_Line_Pattern(pattern);
-  } catch (const std::exception& error) {
+  } catch (const std::runtime_error& error) {
     log_debug("Failed to compile '%s': %s\n", pattern, error.what());
     return std::nullopt;
   }
@@ -72,7 +73,7 @@ class Command_Line_Reader {
   // if it cannot be told.
   std::optional<std::string_view> read(pid_t pid) {
     const snprintf_t<32> path("%d/cmdline", static_cast<int>(pid));
-    const Unique_Fd file(::openat(proc_, path.c_str(), O_RDONLY | O_CLOEXEC));
+    const Unique_Fd file = open_at(proc_, path.c_str(), O_RDONLY | O_CLOEXEC);
     ssize_t length = -1;
     if (file) {
       do {
@@ -113,7 +114,7 @@ int Service_Lister::list_service(const char* pattern, std::list<Service_Info>& s
   const std::optional<Command_Line_Pattern> compiled = compile(pattern);
   if (!compiled) return -1;
 
-  const Unique_Fd proc(::open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const Unique_Fd proc = open_at(AT_FDCWD, "/proc", O_PATH | O_DIRECTORY | O_CLOEXEC);
   const Pid_List listed = list_pids();
   if (!proc || listed.error != 0) {
     if (proc) errno = listed.error;

@@ -4,7 +4,8 @@
 
 #include <cstddef>
 #include <cstring>
-#include <stdexcept>
+
+#include "platform/text/search.h"
 
 namespace sap_hana {
 
@@ -12,16 +13,10 @@ namespace sap_hana {
 // takes anything.
 //
 // What such a pattern matches from some quote on it also matches from the line's first quote, the only one worth
-// trying: trying them all takes the engine past its limit on a line of 500 quotes. A search that still grows too
-// complex is one without a match.
+// trying: trying them all takes the engine past its limit on a line of 500 quotes.
 inline bool find_quoted_row(const char* line, std::size_t length, const boost::regex& pattern, boost::cmatch& match) {
   const auto* quote = static_cast<const char*>(std::memchr(line, '"', length));
-  if (quote == nullptr) return false;
-  try {
-    return boost::regex_search(quote, line + length, match, pattern, boost::match_continuous);
-  } catch (const std::runtime_error&) {
-    return false;
-  }
+  return quote != nullptr && platform::search(quote, line + length, match, pattern, boost::match_continuous);
 }
 
 }  // namespace sap_hana

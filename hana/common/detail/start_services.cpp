@@ -19,12 +19,13 @@
 #include "platform/process/process_identity.h"
 #include "platform/text/format.h"
 #include "platform/text/natoi.h"
+#include "platform/text/search.h"
 #include "platform/users/accounts.h"
 
 namespace sap_hana {
 namespace {
 
-const boost::regex INSTANCE_DIR_RE(".*HDB([0-9][0-9]).*");
+const boost::regex INSTANCE_DIR_RE(".*HDB([0-9][0-9])");
 
 constexpr std::size_t PIECE = 64UL * 1024;                     // bytes of an environment read at once
 constexpr std::size_t ENVIRONMENT_LIMIT = 16UL * 1024 * 1024;  // bytes; real ones hold kilobytes
@@ -53,16 +54,12 @@ const Variable* find_variable(std::string_view entry) {
 
 // The last "HDB" with two digits after it counts.
 bool take_number_from_directory(HANA_Env_Value& val) {
-  try {
-    boost::smatch match;
-    if (!boost::regex_match(val.instance_dir, match, INSTANCE_DIR_RE)) return false;
-    const std::string digits = match[1];
-    val.instance_number = platform::natoi<std::uint16_t>(digits.c_str());
-    return true;
-  } catch (const std::exception& error) {
-    platform::log_debug("Failed to search the instance directory: %s\n", error.what());
+  const std::string& directory = val.instance_dir;
+  boost::smatch match;
+  if (!platform::search(directory.begin(), directory.end(), match, INSTANCE_DIR_RE, boost::match_continuous))
     return false;
-  }
+  val.instance_number = platform::natoi<std::uint16_t>(match.str(1).c_str());
+  return true;
 }
 
 ssize_t read_some(int file, std::vector<char>& buffer) {
@@ -164,7 +161,7 @@ bool Environment_Reader::finish() {
 
 bool read_environment(pid_t pid, HANA_Env_Value& val) {
   const platform::snprintf_t<64> path("/proc/%d/environ", static_cast<int>(pid));
-  const platform::Unique_Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const platform::Unique_Fd file = platform::open_at(AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC);
   if (!file) {
     platform::log_error("Failed to open '%s'\n", path.c_str());
     return false;
