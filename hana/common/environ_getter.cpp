@@ -4,9 +4,9 @@
 
 #include "hana/common/detail/sapservices.h"
 #include "hana/common/detail/start_services.h"
+#include "hana/common/detail/system_config_file.h"
 #include "platform/files/directory.h"
 #include "platform/files/file_content.h"
-#include "platform/files/ini_file.h"
 #include "platform/log/log.h"
 #include "platform/text/format.h"
 
@@ -94,16 +94,15 @@ bool Environ_Getter::get_trace_dirs(const std::string& sid, std::list<std::strin
 }
 
 bool Environ_Getter::get_landscape_id(const char* sid, std::string& id) const {
-  const platform::snprintf_t<4096> path("/usr/sap/%s/SYS/global/hdb/custom/config/nameserver.ini", sid);
-  if (!platform::is_regular_file(path.c_str())) {
+  const std::string path = system_config_path(sid, "nameserver.ini");
+  if (!platform::is_regular_file(path)) {
     platform::log_error("Failed to get %s landscape_id: %s not exist\n", sid, path.c_str());
     return false;
   }
 
-  try {
-    id = platform::read_ini_file(path.c_str()).get<std::string>("landscape.id");
-  } catch (const std::exception& error) {
-    platform::log_error("Failed to get %s landscape_id: %s\n", sid, error.what());
+  std::string why;
+  if (!read_system_config(path, {{"landscape.id", &id}}, why)) {
+    platform::log_error("Failed to get %s landscape_id: %s\n", sid, why.c_str());
     return false;
   }
   return !id.empty();

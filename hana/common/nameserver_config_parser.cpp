@@ -2,11 +2,9 @@
 
 #include <boost/algorithm/string/split.hpp>
 
-#include <exception>
-
+#include "hana/common/detail/system_config_file.h"
 #include "hana/common/host_info_getter.h"
 #include "platform/files/directory.h"
-#include "platform/files/ini_file.h"
 #include "platform/log/log.h"
 #include "platform/text/format.h"
 
@@ -28,9 +26,8 @@ class Flag_Raiser {
 
 }  // namespace
 
-Name_Server_Config_Parser::Name_Server_Config_Parser(const std::string& sid) : sid_(sid), disable_log_(false) {
-  platform::string_sprintf(path_, "/usr/sap/%s/SYS/global/hdb/custom/config/nameserver.ini", sid.c_str());
-}
+Name_Server_Config_Parser::Name_Server_Config_Parser(const std::string& sid)
+    : sid_(sid), path_(system_config_path(sid.c_str(), "nameserver.ini")), disable_log_(false) {}
 
 bool Name_Server_Config_Parser::exist() {
   return !path_.empty() && platform::is_regular_file(path_);
@@ -41,13 +38,10 @@ bool Name_Server_Config_Parser::get_value(const char* key, std::string& value) {
     platform::log_error("Failed to get value from %s: file does not exist\n", path_.c_str());
     return false;
   }
-  try {
-    value = platform::read_ini_file(path_).get<std::string>(key);
-    return true;
-  } catch (const std::exception& error) {
-    if (!disable_log_) platform::log_error("Failed to get %s in %s: %s\n", key, path_.c_str(), error.what());
-    return false;
-  }
+  std::string why;
+  if (read_system_config(path_, {{key, &value}}, why)) return true;
+  if (!disable_log_) platform::log_error("Failed to get %s in %s: %s\n", key, path_.c_str(), why.c_str());
+  return false;
 }
 
 bool Name_Server_Config_Parser::get_hosts(const char* key, std::list<std::string>& hosts) {
@@ -59,13 +53,7 @@ bool Name_Server_Config_Parser::get_hosts(const char* key, std::list<std::string
 }
 
 bool Name_Server_Config_Parser::landscape_uuid(std::string& id) {
-  if (!exist()) return false;
-  try {
-    id = platform::read_ini_file(path_).get<std::string>("landscape.id");
-    return true;
-  } catch (const std::exception&) {
-    return false;
-  }
+  return exist() && read_system_config(path_, "landscape.id", id);
 }
 
 bool Name_Server_Config_Parser::is_cluster(bool& cluster) {

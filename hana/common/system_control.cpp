@@ -1,10 +1,9 @@
 #include "hana/common/system_control.h"
 
-#include <exception>
+#include <string>
 
+#include "hana/common/detail/system_config_file.h"
 #include "platform/files/directory.h"
-#include "platform/files/ini_file.h"
-#include "platform/text/format.h"
 
 namespace sap_hana {
 
@@ -13,14 +12,9 @@ System_Controller::System_Controller(const std::string& sid) : sid_(sid) {}
 System_Controller::~System_Controller() = default;
 
 bool System_Controller::is_multi_container() const {
-  const platform::snprintf_t<4096> path("/usr/sap/%s/SYS/global/hdb/custom/config/global.ini", sid_.c_str());
-  if (!platform::is_regular_file(path.c_str())) return false;
-
-  try {
-    return platform::read_ini_file(path.c_str()).get<std::string>("multidb.mode") == "multidb";
-  } catch (const std::exception&) {
-    return false;
-  }
+  const std::string path = system_config_path(sid_.c_str(), "global.ini");
+  std::string mode;
+  return platform::is_regular_file(path) && read_system_config(path, "multidb.mode", mode) && mode == "multidb";
 }
 
 bool System_Controller::is_system_database(const std::string& database) const {
