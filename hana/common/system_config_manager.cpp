@@ -1,17 +1,17 @@
 #include "hana/common/system_config_manager.h"
 
-#include <boost/algorithm/string/predicate.hpp>
-
 #include <cstddef>
-#include <locale>
 
 #include "hana/common/hdbsql_general_text_handler.h"
 #include "platform/log/failed.h"
 #include "platform/log/log.h"
+#include "platform/text/case_blind.h"
 #include "platform/text/format.h"
 
 namespace sap_hana {
 namespace {
+
+using platform::equal_but_for_case;
 
 // One line of a table that gives values their texts. A null text ends the table.
 template <class T>
@@ -34,13 +34,9 @@ const Key2_Value_T<T>& get_key_value_entry(const Key2_Value_T<T>* table, T value
   return *table;
 }
 
-bool is_word(const std::string& text, const char* word) {
-  return boost::iequals(text, word, std::locale::classic());
-}
-
 System_Config_Manager::LOG_MODE log_mode_of(const std::string& text) {
   const auto* entry = mode_table;
-  while (entry->text != nullptr && !is_word(text, entry->text))
+  while (entry->text != nullptr && !equal_but_for_case(text, entry->text))
     ++entry;
   return entry->value;
 }
@@ -67,8 +63,8 @@ bool System_Config_Manager::get_inifile_value(const std::string& key, std::strin
 }
 
 bool System_Config_Manager::string_to_bool(const std::string& input, bool& output) {
-  const bool yes = is_word(input, "yes") || is_word(input, "true");
-  if (!yes && !is_word(input, "no") && !is_word(input, "false")) return false;
+  const bool yes = equal_but_for_case(input, "yes") || equal_but_for_case(input, "true");
+  if (!yes && !equal_but_for_case(input, "no") && !equal_but_for_case(input, "false")) return false;
   output = yes;
   return true;
 }
@@ -108,7 +104,7 @@ bool System_Config_Manager::alter_log_mode(LOG_MODE mode) try {
   return platform::failed();
 }
 
-bool System_Config_Manager::alter_flag(const char* layer, const char* key, bool action, const char* what) try {
+bool System_Config_Manager::alter_flag(const char* layer, const char* key, bool action, const char* failure) try {
   std::string text;
   bool current = false;
   get_inifile_value(key, text);
@@ -116,7 +112,7 @@ bool System_Config_Manager::alter_flag(const char* layer, const char* key, bool 
   if (current == action) return true;
 
   if (!alter_system_value(layer, key, action)) {
-    platform::log_error("Failed to %s %s\n", action ? "enable" : "disable", what);
+    platform::log_error(failure, action ? "enable" : "disable");
     return false;
   }
   return true;
@@ -125,15 +121,15 @@ bool System_Config_Manager::alter_flag(const char* layer, const char* key, bool 
 }
 
 bool System_Config_Manager::alter_auto_log_backup(bool action) {
-  return alter_flag("persistence", "enable_auto_log_backup", action, "auto log backup");
+  return alter_flag("persistence", "enable_auto_log_backup", action, "Failed to %s auto log backup\n");
 }
 
 bool System_Config_Manager::alter_log_backup_using_backint(bool action) {
-  return alter_flag("backup", "log_backup_using_backint", action, "log backup using backint");
+  return alter_flag("backup", "log_backup_using_backint", action, "Failed to %s log backup using backint\n");
 }
 
 bool System_Config_Manager::alter_catalog_backup_using_backint(bool action) {
-  return alter_flag("backup", "catalog_backup_using_backint", action, "catalog backup using backint");
+  return alter_flag("backup", "catalog_backup_using_backint", action, "Failed to %s catalog backup using backint\n");
 }
 
 }  // namespace sap_hana

@@ -37,7 +37,7 @@ class GUSTAIKRUM_EXPORT System_Config_Manager {
   bool string_to_bool(const std::string& input, bool& output);
   bool alter_system_value(const char* layer, const char* key, bool value);
   bool alter_system_value(const char* layer, const char* key, const char* value);
-  bool alter_flag(const char* layer, const char* key, bool action, const char* what);
+  bool alter_flag(const char* layer, const char* key, bool action, const char* failure);
 
   HDBSQL_Executor hdbsql_;
 };

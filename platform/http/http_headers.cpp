@@ -1,9 +1,10 @@
 #include "platform/http/http_headers.h"
 
 #include <boost/algorithm/string/join.hpp>
-#include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/trim.hpp>
 #include <string_view>
+
+#include "platform/text/case_blind.h"
 
 namespace platform {
 
@@ -23,8 +24,7 @@ bool http_header_value_match(const char* value, const char* token, char separato
   for (;;) {
     const std::size_t end = list.find(separator);
     const std::string element(list.substr(0, end));
-    if (boost::algorithm::iequals(boost::algorithm::trim_copy_if(element, boost::algorithm::is_any_of(" \t")), token,
-                                  std::locale::classic()))
+    if (equal_but_for_case(boost::algorithm::trim_copy_if(element, boost::algorithm::is_any_of(" \t")), token))
       return true;
     if (end == std::string_view::npos) return false;
     list.remove_prefix(end + 1);

@@ -1,10 +1,9 @@
 #include "platform/instances/instance.h"
 
 #include <algorithm>
-#include <boost/algorithm/string/predicate.hpp>
 #include <cerrno>
-#include <locale>
 
+#include "platform/text/case_blind.h"
 #include "platform/text/natoi.h"
 
 namespace platform {
@@ -23,8 +22,7 @@ bool parse(const std::string& text, std::uint64_t& number) {
 }
 
 bool is_one_of(const std::string& text, std::initializer_list<const char*> words) {
-  return std::any_of(words.begin(), words.end(),
-                     [&](const char* word) { return boost::iequals(text, word, std::locale::classic()); });
+  return std::any_of(words.begin(), words.end(), [&](const char* word) { return equal_but_for_case(text, word); });
 }
 
 bool parse(const std::string& text, bool& flag) {
