@@ -11,17 +11,36 @@
 namespace sap_hana {
 
 void write_fields(const Backup_File_Info& info, platform::json::Object& object) {
-  platform::json::insert(object)("info_uuid", info.info_uuid)("filename", info.filename)("size", info.size)(
-      "storage_size", info.storage_size)("extern_backup_id", info.extern_backup_id)("source_type", info.source_type)(
-      "storage_path", info.storage_path)("origin_path", info.origin_path)("pool_uuid", info.pool_uuid);
+  // clang-format off
+  platform::json::insert(object)
+      ("info_uuid", info.info_uuid)
+      ("filename", info.filename)
+      ("size", info.size)
+      ("storage_size", info.storage_size)
+      ("extern_backup_id", info.extern_backup_id)
+      ("source_type", info.source_type)
+      ("storage_path", info.storage_path)
+      ("origin_path", info.origin_path)
+      ("pool_uuid", info.pool_uuid);
+  // clang-format on
   if (!info.location.empty()) platform::json::insert(object)("location", info.location);
 }
 
 void read_fields(const platform::json::Object& object, Backup_File_Info& info) {
-  platform::json::extract(object)("filename", info.filename)("size", info.size)("storage_size", info.storage_size)(
-      "extern_backup_id", info.extern_backup_id)("source_type", info.source_type)("storage_path", info.storage_path)(
-      "info_uuid", info.info_uuid)("origin_path", info.origin_path)("location", info.location)(
-      "pool_uuid", info.pool_uuid)("database_backup_id", info.database_backup_id);
+  // clang-format off
+  platform::json::extract(object)
+      ("filename", info.filename)
+      ("size", info.size)
+      ("storage_size", info.storage_size)
+      ("extern_backup_id", info.extern_backup_id)
+      ("source_type", info.source_type)
+      ("storage_path", info.storage_path)
+      ("info_uuid", info.info_uuid)
+      ("origin_path", info.origin_path)
+      ("location", info.location)
+      ("pool_uuid", info.pool_uuid)
+      ("database_backup_id", info.database_backup_id);
+  // clang-format on
 }
 
 void Backup_File_Info::operator>>(platform::json::Object& object) const try {
@@ -43,11 +62,21 @@ void Backup_File_Info::operator<<(const platform::json::Object& object) try {
 bool Backup_File_Info::parse(const platform::json::Object& object) {
   constexpr bool REQUIRED = true;
   try {
-    platform::json::extract_or_throw(object)("id", id, REQUIRED)("info_uuid", info_uuid, REQUIRED)(
-        "filename", filename, REQUIRED)("origin_path", origin_path, REQUIRED)("size", size, REQUIRED)(
-        "storage_size", storage_size, REQUIRED)("extern_backup_id", extern_backup_id, REQUIRED)(
-        "source_type", source_type, REQUIRED)("pool_uuid", pool_uuid, REQUIRED)("storage_path", storage_path, REQUIRED)(
-        "location", location, !REQUIRED)("database_backup_id", database_backup_id, !REQUIRED);
+    // clang-format off
+    platform::json::extract_or_throw(object)
+        ("id", id, REQUIRED)
+        ("info_uuid", info_uuid, REQUIRED)
+        ("filename", filename, REQUIRED)
+        ("origin_path", origin_path, REQUIRED)
+        ("size", size, REQUIRED)
+        ("storage_size", storage_size, REQUIRED)
+        ("extern_backup_id", extern_backup_id, REQUIRED)
+        ("source_type", source_type, REQUIRED)
+        ("pool_uuid", pool_uuid, REQUIRED)
+        ("storage_path", storage_path, REQUIRED)
+        ("location", location, !REQUIRED)
+        ("database_backup_id", database_backup_id, !REQUIRED);
+    // clang-format on
     return true;
   } catch (const std::exception& error) {
     platform::log_error("Failed to parse backup file info: %s\n", error.what());

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "hana/backint_catalog/detail/record_fields.h"
+#include "hana/common/detail/is_given.h"
 #include "platform/http/http_encoding.h"
 #include "platform/http/http_message.h"
 #include "platform/json/object.h"
@@ -34,13 +35,6 @@ constexpr const char* QUERY_STRING_MISSING = "Unexpected error in %N:%l, query_s
 
 bool is_empty(const char* text) {
   return text == nullptr || *text == '\0';
-}
-
-// True if the text says something; else logs the complaint, which tells the place of this call.
-bool is_given(const char* text, const platform::Log_Format& complaint) {
-  if (!is_empty(text)) return true;
-  platform::log_precondition(complaint);
-  return false;
 }
 
 // True if there is a session; else says where it is missing. An emergency, but with the status of an ordinary failure.

@@ -7,6 +7,7 @@
 #include <boost/algorithm/string/split.hpp>
 #include <vector>
 
+#include "hana/common/detail/is_given.h"
 #include "platform/files/chown_r.h"
 #include "platform/files/path_conf.h"
 #include "platform/log/failed.h"
@@ -20,12 +21,6 @@ namespace {
 
 constexpr const char* STATE_DIRECTORY = "/var/opt/kelvora/tarnvale/$COMPONENT/hana";
 constexpr mode_t STATE_MODE = 0750;
-
-bool is_given(const char* value, const platform::Log_Format& otherwise) {
-  if (value != nullptr && *value != '\0') return true;
-  platform::log_precondition(otherwise);
-  return false;
-}
 
 std::string agent_path(platform::Path_Conf path) {
   path.fix("$COMPONENT", "agent");
