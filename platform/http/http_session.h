@@ -27,7 +27,8 @@ enum class HTTP_Outcome {
   COMPLETE,      // a whole response has come, whatever its status
   NOT_SENT,      // no connection was made, so the server has seen nothing
   INTERRUPTED,   // the server may have acted on the request
-  UNACCEPTABLE,  // what would fail again: an untrusted certificate, a response beyond a limit, an unusable address
+  UNACCEPTABLE,  // what would fail again: an untrusted certificate, a response beyond a limit (of a header's 256 KiB
+                 // and 1,000 lines, too) or with two different lengths, an unusable address
 };
 
 // A request's body.
@@ -53,9 +54,10 @@ using HTTP_Session_var = std::shared_ptr<HTTP_Session>;
 // A session over HTTP/1.1 with or without TLS (1.2 at least); nothing is connected yet. The handle is empty, with the
 // cause at LM_DEBUG, if the options make no sense.
 //
-// GET keeps a connection and is sent again by itself if a kept one proves dead; everything else goes over a
-// connection of its own, so that the server never sees it twice. A redirect is a response like any other and is not
-// followed. Proxies that the environment names are not used, so that credentials go to the named server only.
+// GET keeps its connection, as many as threads use at once, and is sent again by itself if a kept one proves dead;
+// everything else goes over a connection of its own, so that the server never sees it twice. A redirect is a response
+// like any other and is not followed. Proxies that the environment names are not used, so that credentials go to the
+// named server only.
 GUSTAIKRUM_EXPORT HTTP_Session_var make_http_session(const HTTP_Session_Options& options);
 
 }  // namespace platform

@@ -159,6 +159,9 @@ TEST(HttpSession, a_request_says_what_it_was_told_to_and_nothing_of_earlier_ones
 TEST(HttpSession, a_response_that_does_not_come_whole_is_a_failure_within_the_time_limits) {
   const std::string header = "HTTP/1.1 200 OK\r\n";
   const std::string interim = "HTTP/1.1 102 Processing\r\n\r\n";
+  std::string many_lines;
+  for (int line = 0; line < 1000; ++line)
+    many_lines += "X:\r\n";
   const struct {
     Scripted_Answer answer;
     HTTP_Outcome outcome;
@@ -177,6 +180,10 @@ TEST(HttpSession, a_response_that_does_not_come_whole_is_a_failure_within_the_ti
       {whole(std::string(MAX_BODY + 1, ' ')), HTTP_Outcome::UNACCEPTABLE, 200},
       {{header + "\r\n", Then::FLOOD, std::string(500, ' ')}, HTTP_Outcome::UNACCEPTABLE, 200},
       {{header, Then::FLOOD, "X: y\r\n"}, HTTP_Outcome::UNACCEPTABLE, 200},
+      {{header + "Content-Length: 2\r\nContent-Length: 2\r\n\r\n{}", Then::CLOSE}, HTTP_Outcome::COMPLETE, 200},
+      {{header + "Content-Length: 2\r\nContent-Length: 1\r\n\r\n{}", Then::CLOSE}, HTTP_Outcome::UNACCEPTABLE, 200},
+      {{header + many_lines, Then::HANG}, HTTP_Outcome::UNACCEPTABLE, 200},
+      {{interim + header + "Content-", Then::CLOSE}, HTTP_Outcome::INTERRUPTED, 200},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.answer.bytes + c.answer.more);
@@ -227,6 +234,7 @@ TEST(HttpSession, threads_that_share_one_get_their_own_answers) {
   }
   for (std::thread& thread : threads)
     thread.join();
+  EXPECT_LE(server.connections(), 2U);
 }
 
 TEST(JsonHttpSession, only_what_cannot_be_done_twice_is_tried_again) {
