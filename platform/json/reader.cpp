@@ -1,5 +1,8 @@
+#include <locale.h>
+#include <stdlib.h>
+
 #include <boost/json/basic_parser_impl.hpp>
-#include <charconv>
+#include <boost/system/error_code.hpp>
 #include <cmath>
 #include <string>
 #include <utility>
@@ -12,8 +15,8 @@ namespace platform::json {
 namespace {
 
 using boost::json::error;
-using boost::json::error_code;
 using boost::json::string_view;
+using boost::system::error_code;
 
 constexpr std::size_t MAX_DEPTH = 64;
 constexpr std::size_t MAX_VALUES = std::size_t{16} << 20;
@@ -48,10 +51,10 @@ class Tree_Builder {
   bool on_number_part(string_view part, error_code&) { return append(part); }
   bool on_int64(std::int64_t number, string_view, error_code& ec) { return add_number(number, ec); }
   bool on_uint64(std::uint64_t number, string_view, error_code& ec) { return add_number(number, ec); }
-  bool on_double(double number, string_view part, error_code& ec) {
+  bool on_double(double, string_view part, error_code& ec) {
     append(part);
-    // The parser's own conversion can miss the last bit.
-    std::from_chars(text_.data(), text_.data() + text_.size(), number);
+    // The parser's own conversion can miss the last bit, and which numbers it finds too large depends on its version.
+    const double number = ::strtod_l(text_.c_str(), nullptr, c_locale());
     if (!std::isfinite(number)) return fail(error::exponent_overflow, ec);
     return add_number(number, ec);
   }
@@ -61,6 +64,11 @@ class Tree_Builder {
   bool on_comment(string_view, error_code&) { return true; }
 
  private:
+  static locale_t c_locale() {
+    static const locale_t c = ::newlocale(LC_ALL_MASK, "C", locale_t{});  // made of what is there: it cannot fail
+    return c;
+  }
+
   static bool fail(error cause, error_code& ec) {
     ec = cause;
     return false;

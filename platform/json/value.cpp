@@ -91,10 +91,11 @@ std::int64_t Value::get_int64() const {
 }
 
 int Value::get_int() const {
-  const std::int64_t integer = type() == int_type ? get_int64() : std::numeric_limits<std::int64_t>::max();
-  if (integer < std::numeric_limits<int>::min() || integer > std::numeric_limits<int>::max())
-    throw_not("a 32-bit signed integer");
-  return static_cast<int>(integer);
+  const auto* negative = std::get_if<std::int64_t>(&data_);
+  if (negative != nullptr && *negative >= std::numeric_limits<int>::min()) return static_cast<int>(*negative);
+  const auto* integer = std::get_if<std::uint64_t>(&data_);
+  if (integer == nullptr || *integer > std::numeric_limits<int>::max()) throw_not("a 32-bit signed integer");
+  return static_cast<int>(*integer);
 }
 
 double Value::get_real() const {

@@ -51,6 +51,8 @@ class GUSTAIKRUM_EXPORT Value {
 
   Value_type type() const noexcept;
   bool is_null() const noexcept { return type() == null_type; }
+  // True for an integer that is not negative.
+  bool is_uint64() const noexcept { return std::holds_alternative<std::uint64_t>(data_); }
 
   const std::string& get_str() const;
   const Object& get_obj() const;

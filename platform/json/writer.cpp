@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <boost/json/serialize.hpp>
 #include <boost/json/value.hpp>
+#include <boost/locale/utf.hpp>
 #include <cmath>
 #include <string_view>
 
@@ -9,31 +10,18 @@
 namespace platform::json {
 namespace {
 
-// The length of the UTF-8 sequence at the start of a text that is not empty; 0 if there is no valid one.
-std::size_t sequence_length(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char lead = byte(0);
-  if (lead < 0x80) return 1;
-  const std::size_t length = lead >= 0xC2 && lead < 0xE0 ? 2 : lead >= 0xE0 && lead < 0xF0 ? 3 : 4;
-  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return 0;
-
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) return 0;
-  }
-  const unsigned char second = byte(1);
-  const bool overlong = (lead == 0xE0 && second < 0xA0) || (lead == 0xF0 && second < 0x90);
-  const bool surrogate = lead == 0xED && second >= 0xA0;
-  const bool beyond_unicode = lead == 0xF4 && second >= 0x90;
-  return overlong || surrogate || beyond_unicode ? 0 : length;
-}
-
-std::string valid_utf8(std::string_view text) {
+// The text with a replacement character for each byte that belongs to no valid sequence.
+std::string valid_utf8(const std::string& text) {
+  using Utf8 = boost::locale::utf::utf_traits<char>;
   std::string valid;
   valid.reserve(text.size());
-  while (!text.empty()) {
-    const std::size_t length = sequence_length(text);
-    valid += length == 0 ? std::string_view("\xEF\xBF\xBD") : text.substr(0, length);
-    text.remove_prefix(length == 0 ? 1 : length);
+  for (auto at = text.begin(); at != text.end();) {
+    auto end = at;
+    const boost::locale::utf::code_point point = Utf8::decode(end, text.end());
+    const bool is_valid = point != boost::locale::utf::illegal && point != boost::locale::utf::incomplete;
+    if (!is_valid) end = at + 1;
+    valid += is_valid ? std::string(at, end) : "\xEF\xBF\xBD";
+    at = end;
   }
   return valid;
 }
@@ -80,8 +68,7 @@ class Writer {
   }
 
   void write_integer(const Value& value) {
-    const bool negative = value.get_real() < 0;
-    text_ += negative ? std::to_string(value.get_int64()) : std::to_string(value.get_uint64());
+    text_ += value.is_uint64() ? std::to_string(value.get_uint64()) : std::to_string(value.get_int64());
   }
 
   void write_real(double real) {

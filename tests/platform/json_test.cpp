@@ -34,7 +34,7 @@ TEST(Json, text_that_is_read_is_written_again) {
       {"[true,null,\t{}\r\n,[] ] ", "[true,null,{},[]]"},
       {"[-0,-9223372036854775808,18446744073709551615]", "[0,-9223372036854775808,18446744073709551615]"},
       {"[5.0,18446744073709551616,-9223372036854775809]", "[5E0,1.8446744073709552E19,-9.223372036854776E18]"},
-      {"[1e23,5e-324,123456789.12345679]", "[1E23,5E-324,1.2345678912345679E8]"},
+      {"[1e23,5e-324,123456789.12345679,1e-999]", "[1E23,5E-324,1.2345678912345679E8,0E0]"},
       {R"({"b":{"c":[1,{"d":"e"}]},"a":1,"b ":2,"a":3})", R"({"a":3,"b":{"c":[1,{"d":"e"}]},"b ":2})"},
       {R"("\"\\\/\b\f\n\r\t\u0000\u00e4\ud83d\ude00 <")", R"("\"\\/\b\f\n\r\t\u0000ä😀 <")"},
       {nested(64), nested(64)},
@@ -57,6 +57,7 @@ TEST(Json, text_that_is_not_one_json_value_in_utf8_changes_nothing) {
                                "// no\n1",
                                "NaN",
                                "1e400",
+                               "-1e999",
                                "\"\xC3\x28\"",
                                nested(65),
                                std::string("1\0", 2),
@@ -77,7 +78,12 @@ TEST(Json, text_that_is_not_one_json_value_in_utf8_changes_nothing) {
 TEST(Json, what_is_written_is_always_valid) {
   const double infinite = std::numeric_limits<double>::infinity();
   EXPECT_EQ(dump("a\xFF\xC3z\xE4\xBD"), "\"a\xEF\xBF\xBD\xEF\xBF\xBDz\xEF\xBF\xBD\xEF\xBF\xBD\"");
-  EXPECT_EQ(dump("\xED\xA0\x80"), "\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\"");
+  for (const std::string bad : {"\xED\xA0\x80", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xC1\xBF"}) {
+    std::string replaced;
+    for (std::size_t i = 0; i < bad.size(); ++i)
+      replaced += "\xEF\xBF\xBD";
+    EXPECT_EQ(dump(bad), "\"" + replaced + "\"");
+  }
   EXPECT_EQ(dump(Object{{"\xFF", 1}}), "{\"\xEF\xBF\xBD\":1}");
   EXPECT_EQ(dump(Array{infinite, -infinite, infinite - infinite}), "[null,null,null]");
   EXPECT_EQ(dump(Array{INT64_MIN, -1, true, UINT64_MAX, 'a'}),
