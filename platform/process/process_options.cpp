@@ -1,5 +1,6 @@
 #include "platform/process/process_options.h"
 
+#include <ace/Tokenizer_T.h>
 #include <grp.h>
 #include <string.h>
 #include <unistd.h>
@@ -7,6 +8,8 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -18,8 +21,7 @@ namespace {
 
 constexpr std::size_t MAX_ARGUMENTS = 127;
 
-// ACE drops what its table cannot hold; one place more than is allowed (and one for the null) shows that there was
-// more.
+// One place more than is allowed (and one for the null) shows that there was more.
 constexpr std::size_t ARGUMENT_TABLE_SIZE = MAX_ARGUMENTS + 2;
 
 constexpr char OUT_OF_MEMORY[] = "out of memory";  // short enough for a text that takes none
@@ -42,9 +44,12 @@ std::optional<std::vector<gid_t>> find_groups(const char* user, gid_t primary) {
 Process_Options::Process_Options(bool inherit_environment)
     : ACE_Process_Options(inherit_environment, DEFAULT_COMMAND_LINE_BUF_LEN, ENVIRONMENT_BUFFER, MAX_ENVIRONMENT_ARGS,
                           ARGUMENT_TABLE_SIZE) {
-  const bool is_whole = command_line_buf_ != nullptr && command_line_argv_ != nullptr && environment_buf_ != nullptr &&
-                        environment_argv_ != nullptr;
-  if (is_whole) return;
+  if (command_line_argv_ != nullptr) {
+    wipe_command_line();
+    return;
+  }
+  // ACE has stopped where memory ran out. The table of variables, the third of four, it then leaves without a value.
+  if (command_line_buf_ == nullptr || environment_buf_ == nullptr) environment_argv_ = nullptr;
   delete[] std::exchange(command_line_buf_, nullptr);
   fault_ = OUT_OF_MEMORY;
 }
@@ -53,14 +58,33 @@ Process_Options::~Process_Options() {
   wipe_command_line();
 }
 
+// Leaves no arguments. Nor does ACE then make them: its own way writes where it may not when memory runs out.
 void Process_Options::wipe_command_line() {
-  if (command_line_buf_ != nullptr) ::explicit_bzero(command_line_buf_, command_line_buf_len_);
+  if (command_line_buf_ == nullptr) return;
+  command_line_argv_[0] = nullptr;
+  command_line_argv_calculated_ = true;
+  ::explicit_bzero(command_line_buf_, command_line_buf_len_);
   if (command_line_copy_ != nullptr) {
     // As long as the text that it was copied from; the tokenizer has put NULs in place of separators.
     ::explicit_bzero(command_line_copy_, std::exchange(command_line_length_, 0));
     delete[] std::exchange(command_line_copy_, nullptr);
   }
-  command_line_argv_calculated_ = false;
+}
+
+// Splits a copy of the command line at blanks, as ACE does; text between quotes is one argument. The number of
+// arguments, as far as there is room for them.
+std::size_t Process_Options::split_command_line() {
+  std::memcpy(command_line_copy_, command_line_buf_, command_line_length_ + 1);
+  ACE_Tokenizer tokens(command_line_copy_);
+  tokens.delimiter_replace(' ', '\0');
+  tokens.preserve_designators('"', '"');
+  tokens.preserve_designators('\'', '\'');
+
+  std::size_t count = 0;
+  while (count + 1 < ARGUMENT_TABLE_SIZE && (command_line_argv_[count] = tokens.next()) != nullptr)
+    ++count;
+  command_line_argv_[count] = nullptr;
+  return count;
 }
 
 int Process_Options::fail(std::string fault) {
@@ -83,12 +107,11 @@ int Process_Options::command_line(const char* format, ...) {
     return fail("command line of " + std::to_string(length) + " characters is too long");
   }
   command_line_length_ = static_cast<std::size_t>(length);
-  char* const* arguments = command_line_argv();
+  command_line_copy_ = new (std::nothrow) char[command_line_length_ + 1];
   if (command_line_copy_ == nullptr) return fail(OUT_OF_MEMORY);
-  if (arguments[0] == nullptr) return fail("command line is empty");
-  for (std::size_t count = 0; arguments[count] != nullptr; ++count) {
-    if (count == MAX_ARGUMENTS) return fail("more than " + std::to_string(MAX_ARGUMENTS) + " arguments");
-  }
+  const std::size_t count = split_command_line();
+  if (count == 0) return fail("command line is empty");
+  if (count > MAX_ARGUMENTS) return fail("more than " + std::to_string(MAX_ARGUMENTS) + " arguments");
   return 0;
 }
 

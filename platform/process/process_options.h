@@ -55,6 +55,7 @@ class GUSTAIKRUM_EXPORT Process_Options : public ACE_Process_Options {
 
   GUSTAIKRUM_LOCAL int fail(std::string fault);
   GUSTAIKRUM_LOCAL void wipe_command_line();
+  GUSTAIKRUM_LOCAL std::size_t split_command_line();
 
   std::string fault_;
   std::vector<gid_t> groups_;
