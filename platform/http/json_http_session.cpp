@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/json/text.h"
+#include "platform/log/failed.h"
 
 namespace platform {
 namespace {
@@ -48,14 +49,16 @@ bool JSON_HTTP_Session::delete_(HTTP_Request& request, HTTP_Response& response, 
 }
 
 bool JSON_HTTP_Session::send(const char* method, const HTTP_Request& request, const json::Value* input,
-                             HTTP_Response& response, json::Value* output) {
+                             HTTP_Response& response, json::Value* output) try {
   const std::string text = input == nullptr ? std::string() : json::JSON_Dump(*input, false).str();
   const HTTP_Content content{text, skip_content_type_ ? nullptr : "application/json", streaming_};
   return exchange(method, request, &content, response, output);
+} catch (...) {
+  return failed();
 }
 
 bool JSON_HTTP_Session::exchange(const char* method, const HTTP_Request& request, const HTTP_Content* content,
-                                 HTTP_Response& response, json::Value* output) {
+                                 HTTP_Response& response, json::Value* output) try {
   if (output != nullptr) *output = json::Value();
   response = HTTP_Response();
   if (!session_) return false;
@@ -73,6 +76,8 @@ bool JSON_HTTP_Session::exchange(const char* method, const HTTP_Request& request
   if (outcome != HTTP_Outcome::COMPLETE) return false;
   if (output != nullptr) json::loads_json(response.body().data(), response.body().size(), *output, 0);
   return true;
+} catch (...) {
+  return failed();
 }
 
 }  // namespace platform

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/json/text.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 
 namespace platform::json {
@@ -123,7 +124,7 @@ class Tree_Builder {
 
 }  // namespace
 
-bool loads_json(const char* text, std::size_t length, Value& value, int explain) {
+bool loads_json(const char* text, std::size_t length, Value& value, int explain) try {
   boost::json::parse_options options;
   options.max_depth = MAX_DEPTH;
   boost::json::basic_parser<Tree_Builder> parser(options);
@@ -137,6 +138,8 @@ bool loads_json(const char* text, std::size_t length, Value& value, int explain)
 
   value = parser.handler().take_root();
   return true;
+} catch (...) {
+  return failed();
 }
 
 }  // namespace platform::json

@@ -13,7 +13,7 @@ namespace platform::json {
 //
 // False, with `value` unchanged, for anything else: text that is not JSON or not UTF-8, anything but white space after
 // the value, nesting beyond 64 levels, more than 16 Mi values, a real number beyond the range of a double. With
-// `explain` other than 0 the cause is logged at LM_DEBUG.
+// `explain` other than 0 the cause is logged at LM_DEBUG. The same where memory runs out, which is logged in any case.
 GUSTAIKRUM_EXPORT bool loads_json(const char* text, std::size_t length, Value& value, int explain);
 
 // The JSON text of a value: on one line without blanks, or `pretty`, one element a line, indented by two.
