@@ -301,14 +301,17 @@ TEST(BackintCatalogHelper, over_tls_nothing_is_sent_to_a_server_that_the_ca_does
   ASSERT_TRUE(sandbox::write_certificate(folder / "server.pem", folder / "server.key"));
   ASSERT_TRUE(sandbox::write_certificate(folder / "other.pem", folder / "other.key"));
   Catalog_Service service({0, ":memory:", "backint", "geheim", folder / "server.pem", folder / "server.key"});
-  const std::tuple<std::string, bool, bool> cases[] = {{folder / "server.pem", true, true},
-                                                       {folder / "other.pem", true, false},
-                                                       {"", true, false},
-                                                       {folder / "missing.pem", true, false},
-                                                       {"", false, true}};
-  for (const auto& [ca_file, verify, ok] : cases) {
+  const std::string url = service.base_url();
+  const std::string unnamed = "https://[::ffff:127.0.0.1]:" + std::to_string(service.port());  // in no certificate
+  const std::tuple<std::string, std::string, bool, bool> cases[] = {{url, folder / "server.pem", true, true},
+                                                                    {url, folder / "other.pem", true, false},
+                                                                    {url, "", true, false},
+                                                                    {url, folder / "missing.pem", true, false},
+                                                                    {unnamed, folder / "server.pem", true, false},
+                                                                    {unnamed, "", false, true}};
+  for (const auto& [base_url, ca_file, verify, ok] : cases) {
     test::Log_Capture log;
-    HTTP_Session_Options options = options_for(service.base_url());
+    HTTP_Session_Options options = options_for(base_url);
     options.ca_file = ca_file;
     options.verify_peer = verify;
     Backint_Catalog_helper helper = helper_for(options);

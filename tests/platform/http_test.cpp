@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -70,8 +72,10 @@ TEST(HttpQuery, parameters_follow_one_another) {
       .add("flag", nullptr, true, true)
       .add("key", "", true, true, "pre/")
       .add("most", UINT64_MAX, true)
-      .add("least", INT64_MIN, true, "x.");
-  EXPECT_EQ(query, "first&a b=c d&flag&pre%2fkey=&most=18446744073709551615&x.least=-9223372036854775808");
+      .add("least", INT64_MIN, true, "x.")
+      .add("-_.~", "+", true, true);
+  EXPECT_EQ(query, "first&a b=c d&flag&pre%2fkey=&most=18446744073709551615&x.least=-9223372036854775808&-_.~=%2b");
+  EXPECT_EQ(HTTP_Request(0, "x\x7f\xff#", false).target(), "/x%7f%ff%23");
 }
 
 TEST(HttpResponse, the_header_decides_on_the_connection_and_then_the_version) {
@@ -90,6 +94,28 @@ TEST(HttpResponse, the_header_decides_on_the_connection_and_then_the_version) {
     response.keep_alive(!c.keep);
     EXPECT_EQ(response.headers().get(8, true), c.keep ? "close" : "Keep-Alive");
   }
+}
+
+TEST(HttpResponse, fields_and_body_are_given_as_they_were_put) {
+  HTTP_Response response;
+  iovec piece{};
+  EXPECT_EQ(response.content_type() + std::to_string(response.content_length()), "0");
+  EXPECT_EQ(response.iovec_count() + response.to_iovec(&piece, 1), 0);
+  EXPECT_FALSE(response.chunked_transfer_encoding());
+
+  response.content_length(UINT64_MAX);
+  response.content_type("a/b");
+  response.chunked_transfer_encoding(true);
+  response.headers().put(8, "one", false);
+  response.headers().put(8, "two", false);
+  response.body() = "text";
+
+  EXPECT_EQ(response.content_type() + std::to_string(response.content_length()), "a/b18446744073709551615");
+  EXPECT_TRUE(response.chunked_transfer_encoding());
+  EXPECT_EQ(response.headers().get(8, false).value() + response.headers().get(8, true).value(), "oneone, two");
+  EXPECT_EQ(response.iovec_count() - response.to_iovec(&piece, 0), 1);
+  EXPECT_EQ(response.to_iovec(&piece, 1), 1);
+  EXPECT_EQ(std::string(static_cast<char*>(piece.iov_base), piece.iov_len), "text");
 }
 
 TEST(HttpSession, options_without_sense_make_no_session) {
@@ -169,6 +195,7 @@ TEST(HttpSession, a_response_that_does_not_come_whole_is_a_failure_within_the_ti
   } cases[] = {
       {whole(std::string(MAX_BODY, ' '), "599 Odd"), HTTP_Outcome::COMPLETE, 599},
       {{header + "\r\n{}", Then::CLOSE}, HTTP_Outcome::COMPLETE, 200},
+      {{"HTTP/1.0 200 OK\r\n\r\n{}", Then::CLOSE}, HTTP_Outcome::COMPLETE, 200},
       {{interim + header + "Content-Length: 0\r\n\r\n", Then::CLOSE}, HTTP_Outcome::COMPLETE, 200},
       {{interim, Then::CLOSE}, HTTP_Outcome::INTERRUPTED, 102},
       {{"", Then::RESET}, HTTP_Outcome::INTERRUPTED, 0},
@@ -182,6 +209,7 @@ TEST(HttpSession, a_response_that_does_not_come_whole_is_a_failure_within_the_ti
       {{header, Then::FLOOD, "X: y\r\n"}, HTTP_Outcome::UNACCEPTABLE, 200},
       {{header + "Content-Length: 2\r\nContent-Length: 2\r\n\r\n{}", Then::CLOSE}, HTTP_Outcome::COMPLETE, 200},
       {{header + "Content-Length: 2\r\nContent-Length: 1\r\n\r\n{}", Then::CLOSE}, HTTP_Outcome::UNACCEPTABLE, 200},
+      {{header + "Content-Length: 2, 1\r\n\r\n{}", Then::CLOSE}, HTTP_Outcome::UNACCEPTABLE, 200},
       {{header + many_lines, Then::HANG}, HTTP_Outcome::UNACCEPTABLE, 200},
       {{interim + header + "Content-", Then::CLOSE}, HTTP_Outcome::INTERRUPTED, 200},
   };
@@ -197,6 +225,7 @@ TEST(HttpSession, a_response_that_does_not_come_whole_is_a_failure_within_the_ti
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     EXPECT_EQ(response.status(), c.status);
     EXPECT_LE(response.body().size(), MAX_BODY);
+    EXPECT_EQ(response.keep_alive(), c.answer.bytes.find("HTTP/1.0") != 0);
     EXPECT_EQ(server.requests().size(), 1U);
     EXPECT_EQ(log.take_debug().size(), c.outcome == HTTP_Outcome::COMPLETE ? 0U : 1U);
   }
@@ -215,6 +244,22 @@ TEST(HttpSession, only_a_get_is_sent_again_when_a_kept_connection_proves_dead) {
     EXPECT_EQ(send(session, method, response), again ? HTTP_Outcome::COMPLETE : HTTP_Outcome::INTERRUPTED) << method;
     EXPECT_EQ(server.requests().size(), again ? 3U : 2U) << method;
   }
+}
+
+TEST(HttpSession, a_broken_pipe_that_waits_for_its_thread_goes_on_waiting) {
+  sigset_t pipe, before;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  ASSERT_EQ(::pthread_sigmask(SIG_BLOCK, &pipe, &before), 0);
+  ASSERT_EQ(::pthread_kill(::pthread_self(), SIGPIPE), 0);
+  Scripted_Server server({whole("{}")});
+  HTTP_Response response;
+
+  EXPECT_EQ(send(session_for(server), "GET", response), HTTP_Outcome::COMPLETE);
+
+  const timespec at_once{};
+  EXPECT_EQ(::sigtimedwait(&pipe, nullptr, &at_once), SIGPIPE);
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 TEST(HttpSession, threads_that_share_one_get_their_own_answers) {
@@ -238,7 +283,7 @@ TEST(HttpSession, threads_that_share_one_get_their_own_answers) {
 }
 
 TEST(JsonHttpSession, only_what_cannot_be_done_twice_is_tried_again) {
-  const std::string cut = "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n";
+  const std::string cut = "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n[1";
   const struct {
     const char* method;
     Scripted_Answer first;

@@ -146,16 +146,19 @@ TEST(Json, a_strict_reader_stops_at_the_key_that_fails_and_names_it) {
 
   std::string text = "old";
   std::int64_t number = 7;
+  std::uint64_t kept = 0;
+  Array list;
   std::string failure;
   for (const char* key : {"no", "list"}) {
     try {
-      extract_or_throw(object)("no", number, false)("text", text, true)(key, number, true);
+      extract_or_throw(object)("no", number, false)("text", text, true)("list", list, true)("kept", kept, false)(
+          key, number, true);
     } catch (const std::runtime_error& error) {
       failure += std::string(error.what()) + "\n";
     }
   }
   EXPECT_EQ(failure, "key 'no' is missing\nkey 'list': value is not a 64-bit signed integer\n");
-  EXPECT_EQ(text, "new");
+  EXPECT_EQ(text + dump(list) + std::to_string(kept), "new[1]1");
   EXPECT_EQ(number, 7);
 }
 
