@@ -49,7 +49,8 @@ class GUSTAIKRUM_EXPORT Backint_Catalog_helper {
 
   bool remove_job(const char* job_uuid);
 
-  // Record files of a job, all in one request. False for an empty list.
+  // Record files of a job, all in one request, as new ones: what is added twice stands in the catalog twice. False for
+  // an empty list.
   bool add_file(const char* job_uuid, const Backup_File_Info& file);
   bool add_files(const char* job_uuid, const Backup_Files_Info& files);
 
@@ -59,7 +60,8 @@ class GUSTAIKRUM_EXPORT Backint_Catalog_helper {
   bool get_files(const char* landscape_id, const char* database, const char* filename, std::int64_t& total,
                  Backup_Files_Info& files, std::int64_t limit, std::int64_t offset);
 
-  // Appends the job's files, as many as the catalog sends by itself. False, silently, if `files` is empty after that.
+  // Appends the job's files, as many as the catalog sends in one page; for others use
+  // get_file_req("uuid=...&limit=...&offset=..."). False, silently, if `files` is empty after that.
   bool get_job_files(const char* job_uuid, Backup_Files_Info& files);
 
   // Replaces `file` with the last of the records under an external backup id. False, silently, if there is none.
