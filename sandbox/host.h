@@ -36,7 +36,8 @@ class Host {
   // The statements that the system's hdbsql has run since the last call, oldest first; a newline in one is "\n".
   std::vector<std::string> take_statements(const std::string& sid);
   // What the instance's HDB script saw at each run since the last call:
-  // "uid=60001 gid=79 groups=79 60000 LD_LIBRARY_PATH=... HDB_START_TIMEOUT=... HDB_STOP_TIMEOUT=... arguments=stop".
+  // "uid=60001 gid=79 groups=79 78 60000 LD_LIBRARY_PATH=... HDB_START_TIMEOUT=... HDB_STOP_TIMEOUT=...
+  // arguments=stop".
   std::vector<std::string> take_hdb_runs(const std::string& sid, const std::string& instance);
   // Lets the HDB script fail with "FAIL: " and the reason; no longer so with an empty one.
   void fail_hdb(const std::string& sid, const std::string& instance, const std::string& reason);

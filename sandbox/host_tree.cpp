@@ -27,7 +27,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr gid_t sapsys_group = 79;
-constexpr gid_t shared_memory_group = 60000;  // every administrator's supplementary group
+// Every administrator's supplementary groups, on both sides of the primary one.
+constexpr gid_t installation_group = 78;
+constexpr gid_t shared_memory_group = 60000;
 constexpr uid_t first_user = 60001;
 
 // The programs that one stand-in plays.
@@ -278,6 +280,7 @@ void add_names(const Host_Description& host, const std::vector<std::string>& sid
   }
   add_etc_lines("passwd", users);
   add_etc_lines("group", {"sapsys:*:" + std::to_string(sapsys_group) + ":",
+                          "sapinst:*:" + std::to_string(installation_group) + ":" + members,
                           "hdbshm:*:" + std::to_string(shared_memory_group) + ":" + members});
   add_etc_lines("hosts", {"127.0.0.1 " + host.name});
 }

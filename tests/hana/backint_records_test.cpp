@@ -93,7 +93,9 @@ TEST(BackintRecords, what_is_written_is_what_lenient_reading_took_with_wrong_typ
   expect_lenient_reading<Backup_File_Info>(file_object(), file);
 
   EXPECT_EQ(written(Backup_File_Info{}).count("location"), 0U);
-  EXPECT_EQ(dump(written(Backint_Backup_Job_Info())["compression_level"]), "1");
+  EXPECT_EQ(
+      dump(written(Backint_Backup_Job_Info())),
+      R"({"compression":"","compression_level":1,"database":"","database_backup_id":0,"extended_attrs":{},"host_uuid":"","job_act_id":"","landscape_id":"","location":"","pool_uuid":"","sid":"","type":"","uuid":""})");
 }
 
 // Gives the object its required keys one after the other, each of them first in a wrong type.

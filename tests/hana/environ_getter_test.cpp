@@ -42,8 +42,8 @@ TEST_F(EnvironGetter, a_process_gives_its_environment_however_long_or_is_named) 
   log_.expect_error("Failed to get HANA environment value: pid is 0\n");
 }
 
-TEST_F(EnvironGetter, a_running_system_gives_its_environment_and_landscape_id) {
-  const sandbox::Host host("system HXE { instance 90 }");
+TEST_F(EnvironGetter, a_running_system_gives_its_first_ones_environment_and_its_landscape_id) {
+  const sandbox::Host host("system HXE { instance 90 instance 91 { running no } }");
   HANA_Env_Value val;
 
   EXPECT_TRUE(getter_.get("HXE", val));

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <map>
 #include <string>
+#include <tuple>
 
 #include "tests/support/log_capture.h"
 
@@ -27,14 +28,19 @@ TEST(FilenameParser, a_name_tells_its_kind) {
     EXPECT_EQ(Filename_Parser().type(name), type) << name;
 }
 
-TEST(FilenameParser, a_log_backups_volume_is_its_id_and_a_delta_backups_partition_is_its_base) {
+// A log backup's volume is its id and a delta backup's partition is its base, deliberately.
+TEST(FilenameParser, each_number_of_a_name_has_its_field) {
   Filename_Parser::Log_File_Entry log{};
   EXPECT_TRUE(Filename_Parser().parse_log_file("/backup/log_backup_1_2_3_4.5", log));
-  EXPECT_EQ(log.volume_id, 5);
-
+  EXPECT_EQ(std::tie(log.volume_id, log.partition_id, log.first_position, log.last_position, log.backup_id),
+            std::make_tuple(5, 2, 3U, 4U, 5U));
+  Filename_Parser::Full_Backup_Entry full{};
+  EXPECT_TRUE(Filename_Parser().parse_full_backup_file("/b/P_databackup_3_1", full));
+  EXPECT_EQ(std::tie(full.prefix, full.volume_id, full.partition_id), std::make_tuple("/b/P", 3, 1));
   Filename_Parser::Delta_Backup_Entry delta{};
   EXPECT_TRUE(Filename_Parser().parse_delta_backup_file("P_databackup_incremental_100_200_3_1", delta));
-  EXPECT_EQ(delta.partition_id, 100);
+  EXPECT_EQ(std::tie(delta.prefix, delta.depend_backup_id, delta.backup_id, delta.volume_id, delta.partition_id),
+            std::make_tuple("P", 100U, 200U, 3, 100));
 }
 
 TEST(FilenameParser, a_refused_name_is_told_and_leaves_its_entry_as_it_was) {

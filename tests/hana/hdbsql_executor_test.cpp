@@ -121,11 +121,24 @@ TEST_F(HdbsqlExecutor, what_cannot_be_run_is_refused_in_order_handler_init_state
   log_.expect_error("Failed to execute sql: sql is empty\n");
   EXPECT_FALSE(executor.execute(std::string("DELETE\0 WHERE", 13), nullptr));
   log_.expect_error("Failed to execute 'DELETE'\n");
-  sap_hana::Database_Info info = hdbsql_.database();
-  info.name = std::string("TEN1\0X", 6);
-  EXPECT_TRUE(executor.init(info, "SYSTEM", "Secret1"));
-  EXPECT_FALSE(executor.execute("SELECT 1", nullptr));
-  log_.expect_error("Failed to execute 'SELECT 1'\n");
+  const std::string nul(1, '\0');
+  const auto refused = [&](const std::string& database, const std::string& user,
+                           const platform::secure_string& password, const std::string& host,
+                           const std::string& directory) {
+    Database_Info info = hdbsql_.database();
+    info.name = database;
+    info.instance_info.system_info.localhost += host;
+    info.instance_info.dir_executable += directory;
+    HDBSQL_Executor made("");
+    EXPECT_TRUE(made.init(info, user, password));
+    EXPECT_FALSE(made.execute("SELECT 1", nullptr));
+    log_.expect_error("Failed to execute 'SELECT 1'\n");
+  };
+  refused("TEN1" + nul + "X", "U", "P", "", "");
+  refused("", "U" + nul, "P", "", "");
+  refused("", "U", {"", 1}, "", "");
+  refused("", "U", "P", nul, "");
+  refused("", "U", "P", "", nul);
   executor = hdbsql_.executor();
   const std::string long_sql(1024, 'x');
   EXPECT_FALSE(executor.execute(long_sql, nullptr));

@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <pwd.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "sandbox/host.h"
 #include "tests/support/child.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/own_process.h"
 
 namespace {
 
@@ -31,7 +31,7 @@ TEST_F(InstanceControl, every_action_is_the_scripts_as_the_administrator) {
   ::setenv("LD_LIBRARY_PATH", "/callers/own", 1);
   const std::string as_administrator =
       "uid=" + std::to_string(::getpwnam("hxeadm")->pw_uid) +
-      " gid=79 groups=79 60000 LD_LIBRARY_PATH=/usr/sap/HXE/HDB90/exe HDB_START_TIMEOUT=86400 "
+      " gid=79 groups=79 78 60000 LD_LIBRARY_PATH=/usr/sap/HXE/HDB90/exe HDB_START_TIMEOUT=86400 "
       "HDB_STOP_TIMEOUT=86400 arguments=";
   const struct {
     bool (Instance_Controller::*act)(const std::string&) const;
@@ -56,15 +56,11 @@ TEST_F(InstanceControl, every_action_is_the_scripts_as_the_administrator) {
 TEST_F(InstanceControl, a_caller_without_the_right_to_switch_runs_no_script) {
   if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
   sandbox::Host host("system HXE { instance 90 }");
-  const pid_t caller = ::fork();
-  if (caller == 0) {
+  EXPECT_TRUE(test::in_own_process([&] {
     const bool refused = ::setreuid(60999, 60999) == 0 && !controller_.stop("HDB90");
     log_.take();
-    ::_exit(refused && reason() == "'/usr/sap/HXE/HDB90/HDB' cannot be started: Operation not permitted\n" ? 0 : 1);
-  }
-  int status = -1;
-  EXPECT_EQ(::waitpid(caller, &status, 0), caller);
-  EXPECT_EQ(status, 0);
+    return refused && reason() == "'/usr/sap/HXE/HDB90/HDB' cannot be started: Operation not permitted\n";
+  }));
   EXPECT_TRUE(host.take_hdb_runs("HXE", "HDB90").empty());
 }
 

@@ -22,6 +22,7 @@
 #include "sandbox/host.h"
 #include "tests/support/child.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/own_process.h"
 
 namespace {
 
@@ -83,6 +84,7 @@ TEST_F(SystemInstanceLister, hosts_of_every_kind_are_listed_right) {
   const sandbox::Host host("system HXE { instance 00 { start_service no } } application S4P { instance ASCS01 }");
   System_Instance_Info_List infos(1);
   EXPECT_FALSE(System_Instance_Lister().list(infos));  // in silence
+  EXPECT_FALSE(System_Instance_Lister().list(infos.front(), "HXE", "HDB00"));
   EXPECT_EQ(infos.size(), 1U);
 }
 
@@ -90,11 +92,7 @@ TEST_F(SystemInstanceLister, services_whose_environment_cannot_be_read_are_passe
   if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
   const sandbox::Host host;
 
-  const pid_t child = ::fork();
-  if (child == 0) ::_exit(::setuid(1) == 0 && list().empty() && log_.take().size() == 2 ? 0 : 1);
-  int status = -1;
-  EXPECT_EQ(::waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(test::in_own_process([&] { return ::setuid(1) == 0 && list().empty() && log_.take().size() == 2; }));
 }
 
 TEST_F(SystemInstanceLister, services_that_come_and_go_meanwhile_harm_nothing) {
@@ -117,10 +115,11 @@ TEST_F(SystemInstanceLister, the_version_is_that_of_the_last_line_that_has_one) 
   const std::string tool = "/usr/sap/HXE/HDB90/exe/hdbsrvutil";
   const std::pair<std::string, std::string> cases[] = {
       {"version: 1\nx version:2.3-y\nbranch: z", "2.3"},
+      {"version: ${#LD_LIBRARY_PATH}", "22"},  // the executables' directory
       {"version: 1\nversion: none", ""},
   };
   for (const auto& [output, version] : cases) {
-    std::ofstream(tool) << "#!/bin/sh\ncat <<'E'\n" << output << "\nE\n";
+    std::ofstream(tool) << "#!/bin/sh\ncat <<E\n" << output << "\nE\n";
     EXPECT_EQ(list(), (Records{"ABC HDB00 ", "HXE HDB90 " + version}));
     log_.expect_error("Failed to get HANA version: executable dir is empty\n");
   }
@@ -222,15 +221,11 @@ class StartServices : public SystemInstanceLister {
   // Lists in a caller that has prepared itself. True if there is just this version, whose tool has run if there is one.
   bool a_caller_finds(bool (*prepare)(), const std::string& version) {
     std::ofstream("/tmp/runs");
-    const pid_t caller = ::fork();
-    if (caller == 0) {
+    return test::in_own_process([&] {
       const bool right = prepare() && list() == Records{"HXE HDB90 " + version};
       log_.take();
-      ::_exit(right && version.empty() == (fs::file_size("/tmp/runs") == 0) ? 0 : 1);
-    }
-    int status = -1;
-    ::waitpid(caller, &status, 0);
-    return status == 0;
+      return right && version.empty() == (fs::file_size("/tmp/runs") == 0);
+    });
   }
 
   static constexpr const char* TOOL = "/usr/sap/HXE/HDB90/exe/hdbsrvutil";

@@ -5,13 +5,16 @@
 #include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 
 #include <map>
 #include <string>
 #include <vector>
 
 #include "platform/files/unique_fd.h"
+#include "tests/support/failing_call.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/own_process.h"
 
 namespace {
 
@@ -50,6 +53,15 @@ TEST(ServerPortManager, listening_is_seen_in_ipv6_too_and_only_while_it_lasts) {
   ASSERT_EQ(::listen(socket.get(), 1), 0);
   EXPECT_TRUE(ports.is_listening(Server_Port_Manager::TYPE_INDEXSERVER));
   EXPECT_FALSE(ports.is_listening(Server_Port_Manager::TYPE_MDC_INDEXSERVER));
+
+  // The kernel refuses the question, or its answer.
+  for (const auto& [call, family] : {std::pair(SYS_socket, std::uint32_t{AF_NETLINK}), {SYS_recvfrom, 0}}) {
+    EXPECT_TRUE(test::in_own_process([&, call = call, family = family] {
+      return test::let_call_fail(call, EPERM, call == SYS_socket ? 0 : test::ANY_ARGUMENT, family) &&
+             ports.is_listening(Server_Port_Manager::TYPE_INDEXSERVER) &&
+             !ports.is_listening(Server_Port_Manager::TYPE_MDC_INDEXSERVER);
+    })) << call;
+  }
 
   rlimit limit{};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);

@@ -1,7 +1,7 @@
 #include "hana/common/utils.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tests/support/log_capture.h"
+#include "tests/support/own_process.h"
 #include "tests/support/temporary_directory.h"
 
 namespace {
@@ -97,40 +98,61 @@ TEST_F(Utils, a_missing_text_is_refused_by_its_name) {
   EXPECT_EQ(path, "before");
 }
 
-TEST_F(Utils, a_hana_time_carries_its_offset) {
-  std::time_t time = 0;
-
-  EXPECT_TRUE(sap_hana::hana_time_to_posix_time("2024-01-31T12:00:00+0100", time));
-  EXPECT_FALSE(sap_hana::hana_time_to_posix_time("2024-01-31T13:00:00", time));
-
-  EXPECT_EQ(time, 1706698800);
+TEST_F(Utils, a_hana_time_carries_its_offset_or_is_refused) {
+  constexpr std::time_t REFUSED = 7;
+  const auto read = [](const char* text) {
+    std::time_t time = REFUSED;
+    const bool taken = sap_hana::hana_time_to_posix_time(text, time);
+    EXPECT_EQ(time != REFUSED, taken);
+    return time;
+  };
+  EXPECT_EQ(read("2024-01-31T12:00:00+0100"), 1706698800);
+  EXPECT_EQ(read("2024-01-31T12:00:00-0530"), 1706722200);
+  EXPECT_EQ(read("1969-12-31T23:59:59Z"), -1);
+  for (const char* refused : {"2024-01-31T12:00:00", "2024-01-31T12:00:00+0100 ", "2023-02-29T00:00:00+0000"})
+    EXPECT_EQ(read(refused), REFUSED) << refused;
 }
 
-TEST_F(Utils, a_group_that_cannot_be_given_is_told_without_the_path) {
-  EXPECT_FALSE(sap_hana::change_file_group_to_sap("/missing/file", "no_such_user"));
-
-  log_.expect_error("Failed to change file '%s' group\n");
-}
-
-// In a child whose root directory is the test's own.
-TEST_F(Utils, every_directory_on_the_way_gets_the_mode_also_the_root) {
-  if (::geteuid() != 0) GTEST_SKIP() << "only root may change its root directory";
-  const test::Temporary_Directory files;
-  files.directory("a/b");
-  files.directory("c");
-
-  const pid_t child = ::fork();
-  if (child == 0) {
-    const bool ok = ::chroot(files.path().c_str()) == 0 && sap_hana::change_directory_permission("", 0) &&
-                    sap_hana::change_directory_permission("/missing/x", 0) &&
-                    sap_hana::change_directory_permission("/a/b", 0751);
-    ::_exit(ok ? 0 : 1);
+// Both in a child whose root directory is the test's own.
+class Modes : public Utils {
+ protected:
+  void SetUp() override {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root may change its root directory";
   }
-  int status = -1;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
 
-  EXPECT_EQ(status, 0);
-  const auto mode = [&](const char* name) { return static_cast<int>(fs::status(files / name).permissions()); };
+  template <class Body>
+  bool in_own_root(Body body) const {
+    return test::in_own_process([&] { return ::chroot(files_.path().c_str()) == 0 && body(); });
+  }
+
+  const test::Temporary_Directory files_;
+};
+
+TEST_F(Modes, a_tree_is_given_to_the_user_and_saps_group_or_the_failure_told_without_the_path) {
+  files_.directory("etc");
+  files_.file("etc/passwd", "sidadm:x:7:8::/:/bin/sh\n");
+  files_.file("etc/group", "sapsys:x:79:\n");
+  files_.directory("tree/a");
+  EXPECT_TRUE(in_own_root([&] {
+    const bool refused = !sap_hana::change_file_group_to_sap("/tree", "no_such_user");
+    log_.expect_error("Failed to change file '%s' group\n");
+    return refused && sap_hana::change_file_group_to_sap("/tree", "sidadm");
+  }));
+  for (const char* name : {"tree", "tree/a"}) {
+    struct stat status {};
+    EXPECT_EQ(::stat((files_ / name).c_str(), &status), 0);
+    EXPECT_EQ(std::pair(status.st_uid, status.st_gid), std::pair(7U, 79U)) << name;
+  }
+}
+
+TEST_F(Modes, every_directory_on_the_way_gets_the_mode_also_the_root) {
+  files_.directory("a/b");
+  files_.directory("c");
+  EXPECT_TRUE(in_own_root([] {
+    return sap_hana::change_directory_permission("", 0) && sap_hana::change_directory_permission("/missing/x", 0) &&
+           sap_hana::change_directory_permission("/a/b", 0751);
+  }));
+  const auto mode = [&](const char* name) { return static_cast<int>(fs::status(files_ / name).permissions()); };
   for (const char* name : {"", "a", "a/b"})
     EXPECT_EQ(mode(name), 0751) << name;
   EXPECT_NE(mode("c"), 0751);

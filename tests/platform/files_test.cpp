@@ -14,6 +14,7 @@
 #include "platform/files/directory.h"
 #include "platform/files/file_content.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/own_process.h"
 #include "tests/support/temporary_directory.h"
 
 namespace {
@@ -47,6 +48,9 @@ TEST_F(Files, only_regular_files_are_read_and_nothing_blocks) {
   EXPECT_EQ(read(files_.path()), File_Read::NOT_REGULAR);
   EXPECT_EQ(read(files_.fifo("fifo")), File_Read::NOT_REGULAR);
   EXPECT_EQ(read("/dev/zero"), File_Read::NOT_REGULAR);
+  EXPECT_TRUE(test::in_own_process([&] {
+    return ::close(0) == 0 && read("/proc/self/comm") == File_Read::DONE && ::fcntl(0, F_GETFD) == -1;
+  })) << "descriptor 0 is one as any other";
 }
 
 TEST_F(Files, a_file_under_a_lease_is_read_when_its_holder_gives_it_up) {
@@ -106,8 +110,11 @@ TEST_F(Files, a_reader_tells_the_end_from_an_error) {
   EXPECT_EQ(reader.last_error(), EBADF);
   EXPECT_FALSE(reader.open(files_.fifo("fifo").c_str(), false, 0));
   EXPECT_EQ(reader.last_error(), ENOTDIR);
-  EXPECT_TRUE(reader.open(files_.directory("empty").c_str(), false, 0));
+  EXPECT_TRUE(reader.open(files_.directory("parent/empty").c_str(), false, 0));
   EXPECT_FALSE(reader.read(entry));
+  EXPECT_EQ(reader.last_error(), 0);
+  EXPECT_TRUE(reader.open((files_ / "parent").c_str(), false, 0));
+  EXPECT_TRUE(reader.read(entry));
   EXPECT_EQ(reader.last_error(), 0);
 }
 
@@ -175,7 +182,9 @@ TEST_F(ChownR, what_cannot_be_given_is_false) {
   std::string deep = "tree";
   for (int level = 0; level < 220; ++level)
     deep += "/d";
+  files_.file("tree/before", "");
   files_.directory(deep);
+  files_.file("tree/after", "");
   EXPECT_FALSE(give(files_ / "tree", true)) << "nested without end";
   EXPECT_TRUE(given(files_ / "tree/d/d"));
   EXPECT_FALSE(given(files_ / deep));

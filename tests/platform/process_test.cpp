@@ -1,3 +1,4 @@
+#include <ace/Log_Record.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <gtest/gtest.h>
@@ -14,6 +15,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <new>
@@ -23,6 +25,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/log/log.h"
 #include "platform/process/child_watch.h"
 #include "platform/process/spawn.h"
 #include "platform/process/subprocess.h"
@@ -30,6 +33,7 @@
 #include "platform/users/accounts.h"
 #include "tests/support/failing_call.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/own_process.h"
 
 namespace {
 
@@ -49,6 +53,7 @@ class Line_Keeper : public platform::Text_Process_Handler {
   std::vector<std::string> lines;
   std::size_t segment_bytes = 0;
   int closes = 0;
+  std::string order;                      // "c" for standard output's close, "e" for a line of standard error
   std::function<void()> thrower = [] {};  // called by every callback
 
  protected:
@@ -63,7 +68,12 @@ class Line_Keeper : public platform::Text_Process_Handler {
   }
   void handle_stdout_close() override {
     ++closes;
+    order += 'c';
     thrower();
+  }
+  void handle_stderr_line(const char* line, std::size_t length) override {
+    order += 'e';
+    Text_Process_Handler::handle_stderr_line(line, length);
   }
 };
 
@@ -94,16 +104,6 @@ class ProcessTest : public testing::Test {
   std::size_t descriptors_ = open_descriptors();
 };
 
-// Runs `body` in a process of its own, which it may spoil; its result says whether all was well there.
-template <class Body>
-void expect_in_own_process(Body body) {
-  const pid_t pid = ::fork();
-  if (pid == 0) ::_exit(body() ? 0 : 1);
-  int status = -1;
-  ASSERT_EQ(::waitpid(pid, &status, 0), pid);
-  EXPECT_EQ(status, 0);
-}
-
 TEST_F(ProcessTest, every_line_arrives_as_it_was_written_though_the_callbacks_reject_it_or_throw) {
   const std::pair<std::function<void()>, std::string> throwers[] = {
       {[] {}, ""},
@@ -133,8 +133,8 @@ TEST_F(ProcessTest, a_callback_without_memory_makes_the_run_a_failure) {
 
 TEST_F(ProcessTest, a_log_callback_may_throw_and_is_let_go_when_the_run_ends) {
   struct Thrower : ACE_Log_Msg_Callback {
-    void log(ACE_Log_Record&) override {
-      ++calls;
+    void log(ACE_Log_Record& record) override {
+      calls += record.type() == LM_DEBUG ? 1 : 100;
       throw 5;
     }
     int calls = 0;
@@ -170,6 +170,29 @@ TEST_F(ProcessTest, both_streams_flow_at_once_and_stay_apart) {
   EXPECT_EQ(keeper.lines, std::vector<std::string>(3, std::string(2'999'999, ' ') + "o"));
   EXPECT_EQ(keeper.segment_bytes, 3 * 3'000'001U);
   EXPECT_EQ(log.take_debug().size(), 3U);
+}
+
+TEST_F(ProcessTest, a_stream_is_captured_if_asked_for_and_closed_by_itself) {
+  const std::pair<unsigned, std::string> cases[] = {{ACE_Process_Ex::REDIRECT_STDOUT, "out"},
+                                                    {ACE_Process_Ex::REDIRECT_STDERR, "err\n"},
+                                                    {BOTH, "outerr\n"},
+                                                    {0, ""}};
+  for (const auto& [flags, captured] : cases) {
+    Process_Options options;
+    options.command_line("/bin/sh -c \"echo out; exec >&-; sleep 0.1; echo err >&2\"");
+    Line_Keeper keeper;
+
+    EXPECT_EQ(keeper.call(flags, options), 0);
+
+    std::string seen = keeper.lines.empty() ? "" : keeper.lines[0];
+    for (const std::string& text : log.take_debug())
+      seen += text;
+    EXPECT_EQ(seen, captured);
+    EXPECT_EQ(keeper.order, flags == BOTH                              ? "ce"
+                            : flags == ACE_Process_Ex::REDIRECT_STDERR ? "e"
+                            : flags == 0                               ? ""
+                                                                       : "c");
+  }
 }
 
 TEST_F(ProcessTest, only_a_program_that_ran_and_exited_with_0_is_a_success) {
@@ -219,6 +242,50 @@ TEST_F(ProcessTest, options_that_do_not_fit_are_never_run) {
   EXPECT_FALSE(runs(9, 1, 17000, me.c_str()));
   EXPECT_FALSE(runs(9, 1, 1, "no such user"));
   EXPECT_FALSE(runs(9, 1, 1, nullptr));
+
+  void (ACE_Process_Options::*const changes[])(uid_t) = {&ACE_Process_Options::setruid, &ACE_Process_Options::seteuid,
+                                                         &ACE_Process_Options::setrgid, &ACE_Process_Options::setegid};
+  for (const auto change : changes) {
+    ACE_Process_Options options;
+    options.command_line("/bin/true");
+    (options.*change)(NOBODY);
+    EXPECT_EQ(ACE_Process_Ex(BOTH, nullptr, nullptr).spawn(options), -1);
+  }
+  EXPECT_EQ(log.take_debug(),
+            std::vector<std::string>(4, "'/bin/true' cannot be started: its user was set without the groups\n"));
+}
+
+TEST_F(ProcessTest, a_failed_start_as_another_user_is_waited_for) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root may become somebody else";
+  const auto fails = [] {
+    Process_Options options;
+    options.setreugid("nobody");
+    options.command_line("/no/such/program");
+    return platform::subprocess::call(options, nullptr) == -1;
+  };
+  EXPECT_TRUE(fails());
+  EXPECT_TRUE(test::in_own_process([&] { return ::signal(SIGCHLD, SIG_IGN) != SIG_ERR && fails(); }));
+}
+
+TEST_F(ProcessTest, a_user_with_a_long_record_and_many_groups_has_all_of_them) {
+  if (::access("/", W_OK) == 0) GTEST_SKIP() << "these are this machine's own accounts";
+  std::ofstream("/etc/passwd", std::ios::app) << "many:x:60123:60123:" << std::string(9000, 'x') << ":/:/bin/sh\n";
+  std::ofstream groups("/etc/group", std::ios::app);
+  for (int id = 60200; id < 60300; ++id)
+    groups << 'g' << id << ":x:" << id << ":many\n";
+  groups.close();
+
+  Process_Options options;
+  EXPECT_EQ(options.setreugid("many"), 0);
+  EXPECT_EQ(options.groups().size(), 101U);
+  EXPECT_EQ(platform::user_name(60123), "many");
+}
+
+TEST_F(ProcessTest, a_message_has_the_callers_errno_and_leaves_it) {
+  errno = ENOENT;
+  platform::log_error("%m\n");
+  EXPECT_EQ(errno, ENOENT);
+  log.expect_error("No such file or directory\n");
 }
 
 TEST_F(ProcessTest, the_environment_is_inherited_with_what_was_set_over_it) {
@@ -233,6 +300,12 @@ TEST_F(ProcessTest, the_environment_is_inherited_with_what_was_set_over_it) {
   EXPECT_EQ(keeper.call(BOTH, options), 0);
 
   EXPECT_EQ(keeper.lines, std::vector<std::string>{std::string("GIVEN=last=5\0GIVEN_TOO=kept\0", 28)});
+
+  Process_Options bare(false);
+  bare.command_line("/usr/bin/env");
+  Line_Keeper nothing;
+  EXPECT_EQ(nothing.call(BOTH, bare), 0);
+  EXPECT_TRUE(nothing.lines.empty());
 }
 
 TEST_F(ProcessTest, a_daemon_left_behind_neither_holds_the_call_nor_dies_with_it) {
@@ -251,8 +324,9 @@ TEST_F(ProcessTest, a_daemon_left_behind_neither_holds_the_call_nor_dies_with_it
   }
 }
 
-// Runs a script below what the handlers stand on, with short limits, and keeps what it writes.
-Child_End run_below(const char* script, std::string& output, const platform::Child_Identity* identity = nullptr) {
+// Runs a program below what the handlers stand on, with short limits, and keeps what it writes if it has a pipe.
+Child_End run_below(std::vector<std::string> command, std::string& output,
+                    const platform::Child_Identity* identity = nullptr, bool has_pipe = true) {
   struct Keeper : platform::Output_Sink {
     explicit Keeper(std::string& output) : text(output) {}
     void take(const char* data, std::size_t length) override { text.append(data, length); }
@@ -261,11 +335,15 @@ Child_End run_below(const char* script, std::string& output, const platform::Chi
   } keeper(output);
   int pipe_ends[2];
   EXPECT_EQ(::pipe2(pipe_ends, O_CLOEXEC), 0);
-  std::string shell = "/bin/sh", flag = "-c", text = script;
-  char* const arguments[] = {shell.data(), flag.data(), text.data(), nullptr};
-  const pid_t pid = platform::start_child({arguments, environ, pipe_ends[1], -1, identity});
-  ::close(pipe_ends[1]);
-  platform::Output_Stream streams[platform::OUTPUT_STREAMS] = {{platform::Unique_Fd(pipe_ends[0]), keeper},
+  platform::Unique_Fd reader(pipe_ends[0]), writer(pipe_ends[1]);
+  if (!has_pipe) reader.reset();
+  std::vector<char*> arguments;
+  for (std::string& word : command)
+    arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  const pid_t pid = platform::start_child({arguments.data(), environ, has_pipe ? writer.get() : -1, -1, identity});
+  writer.reset();
+  platform::Output_Stream streams[platform::OUTPUT_STREAMS] = {{std::move(reader), keeper},
                                                                {platform::Unique_Fd(), keeper}};
   return platform::watch_child(pid, streams, {600ms, 200ms, 50ms});
 }
@@ -282,54 +360,63 @@ TEST_F(ProcessTest, each_ending_is_seen_and_a_child_without_output_ended) {
       {"exec >&-; sleep 0.2; exit 4", Child_End::exited, 4},
       {"exec >&- sleep 60", Child_End::overdue, 0},
       {"trap '' TERM; exec >&-; while :; do sleep 1; done", Child_End::overdue, 0},
+      {"trap 'echo >/tmp/told' TERM; exec >&-; while :; do sleep 0.05; done", Child_End::overdue, 0},
   };
   for (const auto& c : cases) {
     const auto start = std::chrono::steady_clock::now();
     std::string output;
-    const Child_End end = run_below(c.script, output);
+    const Child_End end = run_below({"/bin/sh", "-c", c.script}, output);
     EXPECT_EQ(end.kind, c.kind) << c.script;
     EXPECT_EQ(end.value, c.value) << c.script;
     EXPECT_LT(std::chrono::steady_clock::now() - start, 30s) << c.script;
   }
+  EXPECT_TRUE(std::filesystem::remove("/tmp/told")) << "killed before it was asked to end";
+
+  std::string output;
+  EXPECT_EQ(run_below({"/bin/sleep", "1"}, output, nullptr, false).kind, Child_End::exited) << "without output";
 }
 
 const platform::Child_Identity NOBODY_ALONE{NOBODY, NOBODY, {NOBODY}};
 
 TEST_F(ProcessTest, no_descriptor_and_no_signal_state_reaches_a_child_whatever_other_threads_open_meanwhile) {
-  sigset_t all, before;
-  ::sigfillset(&all);
-  ::pthread_sigmask(SIG_SETMASK, &all, &before);
-  void (*const previous)(int) = ::signal(SIGPIPE, SIG_IGN);
-  {
-    const platform::Unique_Fd inheritable(::open("/dev/null", O_RDONLY));
-    const platform::Unique_Fd high(::fcntl(inheritable.get(), F_DUPFD, 700));
+  EXPECT_TRUE(test::in_own_process([] {
+    int input[2];
+    EXPECT_TRUE(::pipe(input) == 0 && ::dup2(input[0], 0) == 0);
+    sigset_t all;
+    ::sigfillset(&all);
+    ::sigdelset(&all, SIGALRM);
+    ::pthread_sigmask(SIG_SETMASK, &all, nullptr);
+    ::signal(SIGPIPE, SIG_IGN);
+    const platform::Unique_Fd high(::fcntl(input[0], F_DUPFD, 700));
     std::atomic<bool> stop{false};
     std::thread opener([&] {
       while (!stop)
-        platform::Unique_Fd first(::dup(inheritable.get())), second(::dup(inheritable.get()));
+        platform::Unique_Fd first(::dup(input[0])), second(::dup(input[0]));
     });
 
-    for (const bool as_nobody : {false, ::geteuid() == 0}) {
+    for (const auto* identity : {&NOBODY_ALONE, static_cast<const platform::Child_Identity*>(nullptr)}) {
+      if (identity != nullptr && ::geteuid() != 0) continue;
       for (int round = 0; round < 50; ++round) {
         std::string output;
-        run_below("readlink /proc/self/fd/0; cd /proc/$$/fd && echo *; grep -E 'Sig(Blk|Ign)' /proc/self/status",
-                  output, as_nobody ? &NOBODY_ALONE : nullptr);
+        run_below({"/bin/sh", "-c", "readlink /proc/self/fd/0; cd /proc/$$/fd && echo *"}, output, identity);
+        // Not through the shell, which lets all signals in by itself.
+        run_below({"/bin/grep", "-E", "Sig(Blk|Ign)", "/proc/self/status"}, output, identity);
         // 3 is the shell's own, reading the directory.
         EXPECT_EQ(output, "/dev/null\n0 1 2 3\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
       }
     }
     stop = true;
     opener.join();
-  }
-  ::signal(SIGPIPE, previous);
-  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return true;
+  }));
 }
 
 TEST_F(ProcessTest, a_child_with_another_user_has_a_session_of_its_own) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root may become somebody else";
   std::string output;
-  run_below("read -r pid name state parent group session rest </proc/self/stat; echo $((session - $$))", output,
-            &NOBODY_ALONE);
+  run_below(
+      {"/bin/sh", "-c", "read -r pid name state parent group session rest </proc/self/stat; echo $((session - $$))"},
+      output, &NOBODY_ALONE);
   EXPECT_EQ(output, "0\n");
 }
 
@@ -390,10 +477,10 @@ TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
   for (const auto& c : cases) {
     if (c.user != nullptr && ::geteuid() != 0) continue;
     SCOPED_TRACE(c.caller);
-    expect_in_own_process([&] {
+    EXPECT_TRUE(test::in_own_process([&] {
       Line_Keeper keeper;
       return c.prepare() && run_script(keeper, "echo line", c.user) == c.result && keeper.lines.size() == c.lines;
-    });
+    }));
   }
 }
 
@@ -410,12 +497,11 @@ TEST_F(ProcessTest, output_that_cannot_be_read_makes_the_run_a_failure_in_time) 
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    expect_in_own_process([&] {
-      ::alarm(20);
+    EXPECT_TRUE(test::in_own_process([&] {
       Line_Keeper keeper;
       return c.prepare() && run_script(keeper, c.script) == -1 && keeper.closes == 1 &&
              log.take_debug().at(0).find("was not read to its end") != std::string::npos;
-    });
+    }));
   }
 }
 
