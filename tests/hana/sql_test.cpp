@@ -7,7 +7,6 @@
 
 #include "hana/common/list_databases.h"
 #include "hana/common/list_instances.h"
-#include "hana/common/system_config_manager.h"
 #include "hana/common/tenant_database_control.h"
 #include "platform/instances/instance_manager.h"
 #include "sandbox/host.h"
@@ -16,7 +15,6 @@
 namespace {
 
 using sap_hana::Database_Info;
-using sap_hana::System_Config_Manager;
 using Statements = std::vector<std::string>;
 
 const std::string LISTING = "select DATABASE_NAME,DESCRIPTION,ACTIVE_STATUS from M_DATABASES";
@@ -90,24 +88,6 @@ TEST_F(Sql, a_listing_that_fails_counts_as_stopped) {
   log_.expect_error("Failed to execute '" + LISTING + " where DATABASE_NAME = 'TEN1'\n");
   log_.expect_error("Failed to list HANA database\n");
   log_.expect_error("Failed to execute 'ALTER SYSTEM START DATABASE TEN1'\n");
-}
-
-TEST_F(Sql, a_changed_setting_reads_back_and_is_written_once) {
-  System_Config_Manager manager(executor());
-  EXPECT_TRUE(manager.alter_log_mode(System_Config_Manager::LOG_MODE_NORMAL));
-  for (int round = 0; round < 2; ++round)
-    EXPECT_TRUE(manager.alter_log_mode(System_Config_Manager::LOG_MODE_OVERWRITE));
-  EXPECT_EQ(host_.take_statements("HXE").size(), 4U);  // three are looked at, one of them changed
-
-  for (const auto alter :
-       {&System_Config_Manager::alter_auto_log_backup, &System_Config_Manager::alter_log_backup_using_backint,
-        &System_Config_Manager::alter_catalog_backup_using_backint}) {
-    EXPECT_TRUE((manager.*alter)(true));
-    host_.take_statements("HXE");
-    for (const bool action : {true, false, false, true})
-      EXPECT_TRUE((manager.*alter)(action));
-    EXPECT_EQ(host_.take_statements("HXE").size(), 6U);  // four are looked at, two of them changed
-  }
 }
 
 TEST_F(Sql, nothing_is_made_up_for_a_multiple_container_system_and_tenants_are_controlled_through_its_sid_alone) {

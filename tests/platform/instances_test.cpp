@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <optional>
-#include <thread>
 
 #include "platform/instances/instance_manager.h"
 #include "tests/support/foreign_locale.h"
@@ -118,22 +116,6 @@ TEST_F(InstanceManager, a_bad_file_is_told_with_its_place_and_changes_nothing) {
     log_.expect_error("Failed to load instances: " + c.path + c.fault + "\n");
     EXPECT_EQ(sid("A"), "OLD") << c.path;
   }
-}
-
-// Says little by itself, and much under the thread sanitizer.
-TEST_F(InstanceManager, threads_may_use_it_at_the_same_time) {
-  const std::string path = files_.file("instances.ini", "[hana/A]\nsid=OLD\n");
-  std::atomic<bool> ended{false};
-  std::thread reader([&] {
-    while (!ended)
-      EXPECT_EQ(sid("A"), "OLD");
-  });
-  for (int i = 0; i < 200; ++i) {
-    EXPECT_TRUE(manager_.load(path));
-    manager_.find("hana", "A")->set_option("sid", "OLD");
-  }
-  ended = true;
-  reader.join();
 }
 
 }  // namespace
