@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "sandbox/way.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/own_process.h"
 #include "tests/support/temporary_directory.h"
@@ -117,7 +118,7 @@ TEST_F(Utils, a_hana_time_carries_its_offset_or_is_refused) {
 class Modes : public Utils {
  protected:
   void SetUp() override {
-    if (::geteuid() != 0) GTEST_SKIP() << "only root may change its root directory";
+    if (!sandbox::second_user_available()) GTEST_SKIP() << "only root may change its root directory";
   }
 
   template <class Body>

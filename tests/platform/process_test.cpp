@@ -31,6 +31,7 @@
 #include "platform/process/subprocess.h"
 #include "platform/process/text_process_handler.h"
 #include "platform/users/accounts.h"
+#include "sandbox/way.h"
 #include "tests/support/failing_call.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/own_process.h"
@@ -256,7 +257,7 @@ TEST_F(ProcessTest, options_that_do_not_fit_are_never_run) {
 }
 
 TEST_F(ProcessTest, a_failed_start_as_another_user_is_waited_for) {
-  if (::geteuid() != 0) GTEST_SKIP() << "only root may become somebody else";
+  if (!sandbox::second_user_available()) GTEST_SKIP() << "only root may become somebody else";
   const auto fails = [] {
     Process_Options options;
     options.setreugid("nobody");
@@ -395,7 +396,7 @@ TEST_F(ProcessTest, no_descriptor_and_no_signal_state_reaches_a_child_whatever_o
     });
 
     for (const auto* identity : {&NOBODY_ALONE, static_cast<const platform::Child_Identity*>(nullptr)}) {
-      if (identity != nullptr && ::geteuid() != 0) continue;
+      if (identity != nullptr && !sandbox::second_user_available()) continue;
       for (int round = 0; round < 50; ++round) {
         std::string output;
         run_below({"/bin/sh", "-c", "readlink /proc/self/fd/0; cd /proc/$$/fd && echo *"}, output, identity);
@@ -412,7 +413,7 @@ TEST_F(ProcessTest, no_descriptor_and_no_signal_state_reaches_a_child_whatever_o
 }
 
 TEST_F(ProcessTest, a_child_with_another_user_has_a_session_of_its_own) {
-  if (::geteuid() != 0) GTEST_SKIP() << "only root may become somebody else";
+  if (!sandbox::second_user_available()) GTEST_SKIP() << "only root may become somebody else";
   std::string output;
   run_below(
       {"/bin/sh", "-c", "read -r pid name state parent group session rest </proc/self/stat; echo $((session - $$))"},
@@ -430,7 +431,7 @@ void reap_all(int) {
 // Where the caller is root; nobody else can become anybody.
 template <gid_t id>
 bool become() {
-  if (::geteuid() != 0) return true;
+  if (!sandbox::second_user_available()) return true;
   const passwd* const user = ::getpwuid(id);
   return user != nullptr && ::initgroups(user->pw_name, id) == 0 && ::setgid(id) == 0 && ::setuid(id) == 0;
 }
@@ -475,7 +476,7 @@ TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
       {"may not become the user", become<1>, -1, 0, "nobody"},
   };
   for (const auto& c : cases) {
-    if (c.user != nullptr && ::geteuid() != 0) continue;
+    if (c.user != nullptr && !sandbox::second_user_available()) continue;
     SCOPED_TRACE(c.caller);
     EXPECT_TRUE(test::in_own_process([&] {
       Line_Keeper keeper;

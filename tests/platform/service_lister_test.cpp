@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "platform/users/accounts.h"
+#include "sandbox/way.h"
 #include "tests/support/child.h"
 #include "tests/support/failing_call.h"
 #include "tests/support/log_capture.h"
@@ -37,7 +38,7 @@ TEST_F(ServiceLister, matching_processes_are_appended_by_pid_with_their_argument
   ASSERT_EQ(platform::find_user("daemon", daemon), 0);
   const Child one(program("/HXE/sapstartsrv"), {"pf=/profile", "", "a b", "-u"});
   const Child other(program("/ABC/other"));
-  const Child two(program("/HXE/sapstartsrv"), {}, {}, ::geteuid() == 0 ? daemon.uid : ::geteuid());
+  const Child two(program("/HXE/sapstartsrv"), {}, {}, sandbox::second_user_available() ? daemon.uid : ::geteuid());
   Child ended(program("/HXE/sapstartsrv"));
   ended.end();
 
@@ -49,7 +50,7 @@ TEST_F(ServiceLister, matching_processes_are_appended_by_pid_with_their_argument
   for (const Service_Info& service : services_) {
     const bool is_one = service.pid == one.pid();
     EXPECT_EQ(service.cmd, is_one ? one.command_line() : two.command_line());
-    EXPECT_EQ(service.user, is_one || ::geteuid() != 0 ? platform::user_name(::geteuid()) : "daemon");
+    EXPECT_EQ(service.user, is_one || !sandbox::second_user_available() ? platform::user_name(::geteuid()) : "daemon");
   }
   ASSERT_EQ(list(".*"), 0);
   EXPECT_TRUE(std::none_of(services_.begin(), services_.end(), [&](const Service_Info& service) {
