@@ -45,11 +45,25 @@ constexpr Variable VARIABLES[] = {{"DIR_EXECUTABLE=", &HANA_Env_Value::dir_execu
 
 // The variable that an entry, or the beginning of one, sets. Null if it is none of them.
 const Variable* find_variable(std::string_view entry) {
+  if (entry.empty()) return nullptr;
   for (const Variable& variable : VARIABLES) {
+    if (entry[0] != variable.prefix[0]) continue;
     const std::size_t length = std::min(entry.size(), variable.prefix.size());
     if (std::memcmp(entry.data(), variable.prefix.data(), length) == 0) return &variable;
   }
   return nullptr;
+}
+
+// How many NULs a text begins with, eight at once: an environment can consist of millions of empty entries.
+std::size_t nuls_at(const char* text, std::size_t length) {
+  std::size_t count = 0;
+  for (std::uint64_t eight = 0; count + sizeof(eight) <= length; count += sizeof(eight)) {
+    std::memcpy(&eight, text + count, sizeof(eight));
+    if (eight != 0) break;
+  }
+  while (count < length && text[count] == '\0')
+    ++count;
+  return count;
 }
 
 // The last "HDB" with two digits after it counts.
@@ -129,13 +143,12 @@ void Environment_Reader::feed(std::string_view piece) {
       begun_.clear();
       passing_over_ = false;
     }
-    // Empty entries are passed over at once: there can be millions.
-    piece.remove_prefix(std::min(piece.find_first_not_of('\0', length), piece.size()));
+    piece.remove_prefix(length + nuls_at(piece.data() + length, piece.size() - length));
   }
 }
 
 void Environment_Reader::begin_entry(std::string_view text) {
-  if (passing_over_) return;
+  if (passing_over_ || text.empty()) return;
   begun_ += text;
   passing_over_ = find_variable(begun_) == nullptr;
   if (passing_over_) begun_ = std::string();
