@@ -1,12 +1,14 @@
 #include "hana/common/environ_getter.h"
 
 #include <boost/regex.hpp>
+#include <cerrno>
 
 #include "hana/common/detail/sapservices.h"
 #include "hana/common/detail/start_services.h"
 #include "hana/common/detail/system_config_file.h"
 #include "platform/files/directory.h"
 #include "platform/files/file_content.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/text/format.h"
 
@@ -33,16 +35,18 @@ bool Environ_Getter::get(pid_t pid, HANA_Env_Value& val) const {
   return get_env_value(pid, val);
 }
 
-bool Environ_Getter::get_env_value(const pid_t& pid, HANA_Env_Value& val) const {
+bool Environ_Getter::get_env_value(const pid_t& pid, HANA_Env_Value& val) const try {
   if (pid == 0) {
     platform::log_error("Failed to get HANA environment value: pid is 0\n");
     return false;
   }
 
   return read_environment(pid, val);
+} catch (...) {
+  return platform::failed();
 }
 
-bool Environ_Getter::get(const std::string& sid, HANA_Env_Value& val) const {
+bool Environ_Getter::get(const std::string& sid, HANA_Env_Value& val) const try {
   const platform::snprintf_t<4096> pattern("%s.*exe/sapstartsrv", sid.c_str());
   std::list<platform::Service_Info> services;
   if (!list_start_services(pattern.c_str(), services) || services.empty()) {
@@ -55,9 +59,11 @@ bool Environ_Getter::get(const std::string& sid, HANA_Env_Value& val) const {
     return false;
   }
   return get_landscape_id(sid.c_str(), val.landscape_id);
+} catch (...) {
+  return platform::failed();
 }
 
-bool Environ_Getter::get_trace_dir(const std::string& sid, std::string& dir) const {
+bool Environ_Getter::get_trace_dir(const std::string& sid, std::string& dir) const try {
   const platform::snprintf_t<4096> pattern(".*pf=.*%s_HDB([0-9][0-9])_(\\S*).*", sid.c_str());
   try {
     const boost::regex line(pattern.c_str());
@@ -77,23 +83,36 @@ bool Environ_Getter::get_trace_dir(const std::string& sid, std::string& dir) con
     platform::log_error("Failed to get trace dir: %s\n", error.what());
     return false;
   }
+} catch (...) {
+  return platform::failed();
 }
 
-bool Environ_Getter::get_trace_dirs(const std::string& sid, std::list<std::string>& dirs) const {
+bool Environ_Getter::get_trace_dirs(const std::string& sid, std::list<std::string>& dirs) const try {
   HANA_Env_Value val;
   if (!get(sid, val)) {
     platform::log_error("Failed to get trace dirs\n");
     return false;
   }
 
-  for (const platform::Directory_Entry& entry : platform::iterate_directory(val.instance_dir, false, 0)) {
+  platform::Directory_Reader reader;
+  platform::Directory_Entry entry;
+  bool is_whole = reader.open(val.instance_dir.c_str(), false, 0) || reader.last_error() == ENOENT;
+  while (is_whole && reader.read(entry)) {
     const platform::snprintf_t<4096> dir("%s/%s/trace", val.instance_dir.c_str(), entry.name.c_str());
+    errno = 0;
     if (platform::is_directory(dir.c_str())) dirs.push_back(dir.str());
+    is_whole = errno == 0 || errno == ENOENT || errno == ENOTDIR || errno == EACCES;
+  }
+  if (!is_whole || (reader.last_error() != 0 && reader.last_error() != ENOENT)) {
+    platform::log_error("Failed to get trace dirs\n");
+    return false;
   }
   return !dirs.empty();
+} catch (...) {
+  return platform::failed();
 }
 
-bool Environ_Getter::get_landscape_id(const char* sid, std::string& id) const {
+bool Environ_Getter::get_landscape_id(const char* sid, std::string& id) const try {
   const std::string path = system_config_path(sid, "nameserver.ini");
   if (!platform::is_regular_file(path)) {
     platform::log_error("Failed to get %s landscape_id: %s not exist\n", sid, path.c_str());
@@ -106,6 +125,8 @@ bool Environ_Getter::get_landscape_id(const char* sid, std::string& id) const {
     return false;
   }
   return !id.empty();
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

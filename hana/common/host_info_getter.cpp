@@ -5,6 +5,7 @@
 #include "hana/common/detail/sapservices.h"
 #include "platform/files/directory.h"
 #include "platform/files/file_content.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/text/format.h"
 
@@ -18,7 +19,7 @@ bool find_host(const std::string& content, const std::string& sid, std::string& 
     if (!match_first_line(content, boost::regex(pattern.c_str()), match)) return false;
     host = match[1];
     return true;
-  } catch (const std::exception& error) {
+  } catch (const std::runtime_error& error) {
     platform::log_debug("Failed to search '%s': %s\n", SAPSERVICES_PATH, error.what());
     return false;
   }
@@ -26,9 +27,9 @@ bool find_host(const std::string& content, const std::string& sid, std::string& 
 
 }  // namespace
 
-Host_Info_Getter::Host_Info_Getter(const std::string& sid) : sid_(sid) {}
+Host_Info_Getter::Host_Info_Getter(const std::string& sid) : sid_(platform::kept_name(sid)) {}
 
-bool Host_Info_Getter::hostname(std::string& name) const {
+bool Host_Info_Getter::hostname(std::string& name) const try {
   if (!platform::is_regular_file(SAPSERVICES_PATH)) {
     platform::log_error("Failed to get hostname: %s does not exist\n", SAPSERVICES_PATH);
     return false;
@@ -41,6 +42,8 @@ bool Host_Info_Getter::hostname(std::string& name) const {
     return false;
   }
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

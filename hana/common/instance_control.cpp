@@ -1,11 +1,13 @@
 #include "hana/common/instance_control.h"
 
+#include "hana/common/detail/multi_container.h"
 #include "hana/common/detail/start_services.h"
 #include "hana/common/environ_getter.h"
 #include "hana/common/server_port_manager.h"
-#include "hana/common/system_control.h"
 #include "hana/common/utils.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
+#include "platform/net/port_listening.h"
 #include "platform/process/process_options.h"
 #include "platform/process/subprocess.h"
 #include "platform/text/format.h"
@@ -43,7 +45,7 @@ std::string believed_dir(const std::string& sid, const std::list<platform::Servi
 
 }  // namespace
 
-Instance_Controller::Instance_Controller(const std::string& sid) : sid_(sid) {}
+Instance_Controller::Instance_Controller(const std::string& sid) : sid_(platform::kept_name(sid)) {}
 
 bool Instance_Controller::start(const std::string& instance_name) const {
   return hdb_action(instance_name, HDB_ACTION_START);
@@ -57,28 +59,39 @@ bool Instance_Controller::restart(const std::string& instance_name) const {
   return hdb_action(instance_name, HDB_ACTION_RESTART);
 }
 
-bool Instance_Controller::get_state(std::uint16_t instance_number, Instance_State& state) const {
+bool Instance_Controller::get_state(std::uint16_t instance_number, Instance_State& state) const try {
   state = INSTANCE_STATE_UNKNOWN;
-  const bool multi_container = System_Controller(sid_).is_multi_container();
+  const std::optional<bool> multi_container = look_for_containers(sid_);
 
   std::list<platform::Service_Info> services;
   if (!get_instance_services(instance_number, services)) {
     state = INSTANCE_STATE_STOPPED;
     return false;
   }
-  const auto server =
-      multi_container ? Server_Port_Manager::TYPE_MDC_INDEXSERVER : Server_Port_Manager::TYPE_INDEXSERVER;
-  const bool listening = Server_Port_Manager(instance_number).is_listening(server);
-  state = listening ? INSTANCE_STATE_RUNNING : INSTANCE_STATE_STOPPED;
+  const auto server = multi_container.value_or(false) ? Server_Port_Manager::TYPE_MDC_INDEXSERVER
+                                                      : Server_Port_Manager::TYPE_INDEXSERVER;
+  const std::optional<bool> listening =
+      platform::look_for_listener(Server_Port_Manager(instance_number).get_port(server));
+  state = listening.value_or(false) ? INSTANCE_STATE_RUNNING : INSTANCE_STATE_STOPPED;
+  if (!multi_container || !listening) {
+    state = INSTANCE_STATE_STOPPED;
+    platform::log_error("Failed to get %s %hu instance state\n", sid_.c_str(), instance_number);
+    return false;
+  }
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool Instance_Controller::get_state(const std::string& instance_name, Instance_State& state) const {
+bool Instance_Controller::get_state(const std::string& instance_name, Instance_State& state) const try {
   std::uint16_t instance_number = 0;
   return instance_name_to_number(instance_name, instance_number) && get_state(instance_number, state);
+} catch (...) {
+  return platform::failed();
 }
 
-bool Instance_Controller::get_instance_dir(const std::string& instance_name, std::string& dir, bool use_default) const {
+bool Instance_Controller::get_instance_dir(const std::string& instance_name, std::string& dir, bool use_default) const
+    try {
   dir.clear();
   std::list<platform::Service_Info> services;
   if (!get_instance_services(instance_name, services)) {
@@ -95,6 +108,8 @@ bool Instance_Controller::get_instance_dir(const std::string& instance_name, std
   }
   if (dir.empty() && use_default) get_default_instance_dir(instance_name, dir);
   return !dir.empty();
+} catch (...) {
+  return platform::failed();
 }
 
 void Instance_Controller::get_default_instance_dir(const std::string& instance_name, std::string& dir) const {
@@ -102,17 +117,19 @@ void Instance_Controller::get_default_instance_dir(const std::string& instance_n
 }
 
 bool Instance_Controller::get_instance_services(const std::string& instance_name,
-                                                std::list<platform::Service_Info>& service_info) const {
+                                                std::list<platform::Service_Info>& service_info) const try {
   const platform::snprintf_t<4096> pattern("%s/%s/exe/sapstartsrv", sid_.c_str(), instance_name.c_str());
   if (!list_start_services(pattern.c_str(), service_info)) {
     platform::log_error("Failed to get %s %s service info\n", sid_.c_str(), instance_name.c_str());
     return false;
   }
   return !service_info.empty();
+} catch (...) {
+  return platform::failed();
 }
 
 bool Instance_Controller::get_instance_services(std::uint16_t instance_number,
-                                                std::list<platform::Service_Info>& service_info) const {
+                                                std::list<platform::Service_Info>& service_info) const try {
   std::string instance_name;
   if (!instance_number_to_name(instance_number, instance_name)) {
     platform::log_error("Failed to get %s %hu service info: failed to generate instance name\n", sid_.c_str(),
@@ -120,9 +137,11 @@ bool Instance_Controller::get_instance_services(std::uint16_t instance_number,
     return false;
   }
   return get_instance_services(instance_name, service_info);
+} catch (...) {
+  return platform::failed();
 }
 
-bool Instance_Controller::hdb_action(const std::string& instance_name, HDB_ACTION action) const {
+bool Instance_Controller::hdb_action(const std::string& instance_name, HDB_ACTION action) const try {
   // Deliberate: without a directory there is no "/HDB" to run, and the run below reports that.
   std::string instance_dir;
   std::list<platform::Service_Info> services;
@@ -150,6 +169,8 @@ bool Instance_Controller::hdb_action(const std::string& instance_name, HDB_ACTIO
     return false;
   }
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

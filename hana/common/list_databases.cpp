@@ -4,8 +4,8 @@
 
 #include <utility>
 
+#include "hana/common/detail/multi_container.h"
 #include "hana/common/detail/quoted_row.h"
-#include "hana/common/system_control.h"
 #include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/process/text_process_handler.h"
@@ -57,7 +57,10 @@ bool Database_Lister::list(Database_Info_List& infos, const std::string& name) t
     platform::log_error("Failed to list HANA database\n");
     return false;
   }
-  if (!infos.empty() || System_Controller(sid_).is_multi_container()) return true;
+  if (!infos.empty()) return true;
+  const std::optional<bool> multi_container = look_for_containers(sid_);
+  if (!multi_container) platform::log_error("Failed to list HANA database\n");
+  if (multi_container.value_or(true)) return multi_container.has_value();
 
   // Deliberate: named after the SID, whatever name was asked for.
   Database_Info info{};

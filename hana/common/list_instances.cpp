@@ -8,6 +8,7 @@
 #include "hana/common/detail/start_services.h"
 #include "hana/common/detail/version_line.h"
 #include "hana/common/utils.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/process/process_ex.h"
 #include "platform/process/text_process_handler.h"
@@ -115,7 +116,7 @@ bool System_Instance_Lister::list_service(std::list<platform::Service_Info>& ser
   return !services.empty();
 }
 
-bool System_Instance_Lister::list(System_Instance_Info_List& infos) const {
+bool System_Instance_Lister::list(System_Instance_Info_List& infos) const try {
   std::list<platform::Service_Info> services;
   if (!list_service(services)) return false;
 
@@ -125,9 +126,12 @@ bool System_Instance_Lister::list(System_Instance_Info_List& infos) const {
     if (read_start_service(process.pid, nullptr, service)) collector.take(service);
   }
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool System_Instance_Lister::list(System_Instance_Info& info, const std::string& sid, const std::string& name) const {
+bool System_Instance_Lister::list(System_Instance_Info& info, const std::string& sid, const std::string& name) const
+    try {
   System_Instance_Info_List infos;
   if (!list(infos)) return false;
 
@@ -137,6 +141,8 @@ bool System_Instance_Lister::list(System_Instance_Info& info, const std::string&
   if (found == infos.end()) return false;
   info = *found;
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

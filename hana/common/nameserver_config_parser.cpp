@@ -5,6 +5,7 @@
 #include "hana/common/detail/system_config_file.h"
 #include "hana/common/host_info_getter.h"
 #include "platform/files/directory.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/text/format.h"
 
@@ -27,7 +28,13 @@ class Flag_Raiser {
 }  // namespace
 
 Name_Server_Config_Parser::Name_Server_Config_Parser(const std::string& sid)
-    : sid_(sid), path_(system_config_path(sid.c_str(), "nameserver.ini")), disable_log_(false) {}
+    : sid_(platform::kept_name(sid)), disable_log_(false) {
+  try {
+    path_ = system_config_path(sid_.c_str(), "nameserver.ini");
+  } catch (...) {
+    platform::failed();  // no file has an empty path
+  }
+}
 
 bool Name_Server_Config_Parser::exist() {
   return !path_.empty() && platform::is_regular_file(path_);
@@ -52,23 +59,31 @@ bool Name_Server_Config_Parser::get_hosts(const char* key, std::list<std::string
   return !hosts.empty();
 }
 
-bool Name_Server_Config_Parser::landscape_uuid(std::string& id) {
+bool Name_Server_Config_Parser::landscape_uuid(std::string& id) try {
   return exist() && read_system_config(path_, "landscape.id", id);
+} catch (...) {
+  return platform::failed();
 }
 
-bool Name_Server_Config_Parser::is_cluster(bool& cluster) {
+bool Name_Server_Config_Parser::is_cluster(bool& cluster) try {
   cluster = false;
   const Flag_Raiser quiet(disable_log_);
 
   std::list<std::string> workers;
-  if (!get_worker(workers)) return false;
+  if (!get_hosts("landscape.worker", workers)) return false;
 
-  std::list<std::string> standby;
-  cluster = workers.size() >= 2 || get_standby(standby);
-  return true;
+  // Once more with the worker, to tell a key that is not there from a file that cannot be read any more.
+  std::string worker = "\n";  // no file gives that
+  std::string standby, why;
+  const bool has_standby =
+      read_system_config(path_, {{"landscape.worker", &worker}, {"landscape.standby", &standby}}, why);
+  cluster = workers.size() >= 2 || has_standby;
+  return cluster || worker != "\n";
+} catch (...) {
+  return platform::failed();
 }
 
-bool Name_Server_Config_Parser::is_active_master(bool& active) {
+bool Name_Server_Config_Parser::is_active_master(bool& active) try {
   active = false;
 
   std::string host;
@@ -83,21 +98,29 @@ bool Name_Server_Config_Parser::is_active_master(bool& active) {
   }
   active = master.compare(0, host.size() + 1, host + ":") == 0;
   return true;
+} catch (...) {
+  return platform::failed();
 }
 
-bool Name_Server_Config_Parser::get_master(std::list<std::string>& hosts) {
+bool Name_Server_Config_Parser::get_master(std::list<std::string>& hosts) try {
   return get_hosts("landscape.master", hosts);
+} catch (...) {
+  return platform::failed();
 }
 
-bool Name_Server_Config_Parser::get_worker(std::list<std::string>& hosts) {
+bool Name_Server_Config_Parser::get_worker(std::list<std::string>& hosts) try {
   return get_hosts("landscape.worker", hosts);
+} catch (...) {
+  return platform::failed();
 }
 
-bool Name_Server_Config_Parser::get_standby(std::list<std::string>& hosts) {
+bool Name_Server_Config_Parser::get_standby(std::list<std::string>& hosts) try {
   return get_hosts("landscape.standby", hosts);
+} catch (...) {
+  return platform::failed();
 }
 
-bool Name_Server_Config_Parser::get_role(std::string& role) {
+bool Name_Server_Config_Parser::get_role(std::string& role) try {
   std::string host;
   if (!Host_Info_Getter(sid_).hostname(host)) {
     platform::log_error("Failed to get role: failed to get host name\n");
@@ -106,6 +129,8 @@ bool Name_Server_Config_Parser::get_role(std::string& role) {
   std::string key;
   platform::string_sprintf(key, "roles_%s", host.c_str());
   return get_value(key.c_str(), role);
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

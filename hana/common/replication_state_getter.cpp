@@ -2,13 +2,14 @@
 
 #include "hana/common/detail/system_config_file.h"
 #include "platform/files/directory.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 
 namespace sap_hana {
 
-Replication_State_Getter::Replication_State_Getter(const std::string& sid) : sid_(sid) {}
+Replication_State_Getter::Replication_State_Getter(const std::string& sid) : sid_(platform::kept_name(sid)) {}
 
-bool Replication_State_Getter::get_state(Replication_State& state) const {
+bool Replication_State_Getter::get_state(Replication_State& state) const try {
   const std::string path = system_config_path(sid_.c_str(), "global.ini");
   if (!platform::is_regular_file(path)) {
     platform::log_error("Failed to get replication state: config file does not exist\n");
@@ -23,6 +24,8 @@ bool Replication_State_Getter::get_state(Replication_State& state) const {
                                            why);
   if (!actual_mode.empty()) state.mode = actual_mode;
   return is_whole;
+} catch (...) {
+  return platform::failed();
 }
 
 }  // namespace sap_hana

@@ -8,14 +8,14 @@ namespace sap_hana {
 
 // Answers questions about a whole system from its configuration,
 // "/usr/sap/<SID>/SYS/global/hdb/custom/config/global.ini", read anew on every call.
-// A value: it may be copied, and threads may share one. Nothing is logged.
+// A value: it may be copied, and threads may share one. No failure is logged above LM_DEBUG.
 class GUSTAIKRUM_EXPORT System_Controller {
  public:
   System_Controller(const std::string& sid);
   ~System_Controller();
 
   // True exactly if the section [multidb] has the mode "multidb", in lower case: the system has a system database and
-  // tenant databases. False also where that cannot be read.
+  // tenant databases. False also where that cannot be read; with the cause at LM_DEBUG, if only this time.
   bool is_multi_container() const;
 
   // True for "SYSTEMDB", in upper case. In a system that is not multiple-container every name is that of its one

@@ -27,7 +27,7 @@ bool Directory_Reader::open(const char* path, bool, reparse_types_t) {
   return stream_ != nullptr;
 }
 
-bool Directory_Reader::read(Directory_Entry& entry) {
+bool Directory_Reader::read(Directory_Entry& entry) try {
   last_error_ = EBADF;
   if (!stream_) return false;
 
@@ -35,10 +35,13 @@ bool Directory_Reader::read(Directory_Entry& entry) {
   last_error_ = next == nullptr ? errno : 0;
   if (next == nullptr) return false;
 
-  entry = Directory_Entry();
   entry.name = next->d_name;
+  entry.reparse_types = 0;
   if (::fstatat(::dirfd(stream_.get()), next->d_name, &entry.stat, AT_SYMLINK_NOFOLLOW) != 0) entry.stat = {};
   return true;
+} catch (const std::bad_alloc&) {
+  last_error_ = ENOMEM;
+  return false;
 }
 
 Directory_Iterator::Directory_Iterator(const char* path, bool flag, reparse_types_t mask) {

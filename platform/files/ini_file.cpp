@@ -7,9 +7,9 @@
 
 namespace platform {
 
-boost::property_tree::ptree read_ini_file(const std::string& path) {
-  using boost::property_tree::ini_parser_error;
+using boost::property_tree::ini_parser_error;
 
+boost::property_tree::ptree read_ini_file(const std::string& path) {
   std::string content;
   switch (read_regular_file(path.c_str(), content)) {
     case File_Read::DONE:
@@ -20,6 +20,10 @@ boost::property_tree::ptree read_ini_file(const std::string& path) {
       throw ini_parser_error("cannot read file", path, 0);
   }
 
+  return parse_ini(content, path);
+}
+
+boost::property_tree::ptree parse_ini(const std::string& content, const std::string& path) {
   std::istringstream text(content);
   boost::property_tree::ptree tree;
   try {

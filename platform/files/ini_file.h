@@ -13,4 +13,7 @@ namespace platform {
 // Throws an exception derived from std::exception whose text names the path and, for a fault in the text, the line.
 GUSTAIKRUM_EXPORT boost::property_tree::ptree read_ini_file(const std::string& path);
 
+// The same for a file's content that was read already; `path` is for the text of what it throws.
+GUSTAIKRUM_EXPORT boost::property_tree::ptree parse_ini(const std::string& content, const std::string& path);
+
 }  // namespace platform

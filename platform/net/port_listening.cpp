@@ -20,6 +20,7 @@
 
 #include "platform/files/file_content.h"
 #include "platform/files/unique_fd.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/text/format.h"
 
@@ -111,16 +112,24 @@ std::optional<bool> listening_by_table(const char* path, std::uint16_t port) {
 
 }  // namespace
 
-bool check_port_listening(std::uint16_t port) {
-  if (const std::optional<bool> listening = listening_by_diagnosis(port)) return *listening;
+std::optional<bool> look_for_listener(std::uint16_t port) try {
+  if (const std::optional<bool> listening = listening_by_diagnosis(port)) return listening;
 
   const std::optional<bool> ipv4 = listening_by_table("/proc/net/tcp", port);
   std::optional<bool> ipv6 = listening_by_table("/proc/net/tcp6", port);
   if (!ipv6 && errno == ENOENT && ipv4) ipv6 = false;  // the host has no IPv6
   if (ipv4.value_or(false) || ipv6.value_or(false)) return true;
 
-  if (!ipv4 || !ipv6) log_debug("Failed to read the listening sockets: %m\n");
-  return false;
+  if (ipv4 && ipv6) return false;
+  log_debug("Failed to read the listening sockets: %m\n");
+  return std::nullopt;
+} catch (...) {
+  failed();
+  return std::nullopt;
+}
+
+bool check_port_listening(std::uint16_t port) {
+  return look_for_listener(port).value_or(false);
 }
 
 }  // namespace platform

@@ -14,6 +14,7 @@
 
 #include "platform/files/directory_stream.h"
 #include "platform/files/unique_fd.h"
+#include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/process/command_line.h"
 #include "platform/text/format.h"
@@ -110,7 +111,7 @@ class Owner_Names {
 
 }  // namespace
 
-int Service_Lister::list_service(const char* pattern, std::list<Service_Info>& services, bool, const char*) const {
+int Service_Lister::list_service(const char* pattern, std::list<Service_Info>& services, bool, const char*) const try {
   const std::optional<Command_Line_Pattern> compiled = compile(pattern);
   if (!compiled) return -1;
 
@@ -142,6 +143,9 @@ int Service_Lister::list_service(const char* pattern, std::list<Service_Info>& s
   }
   services.splice(services.end(), found);
   return 0;
+} catch (...) {
+  failed();
+  return -1;
 }
 
 }  // namespace platform

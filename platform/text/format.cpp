@@ -1,8 +1,10 @@
 #include "platform/text/format.h"
 
+#include "platform/log/failed.h"
+
 namespace platform {
 
-bool string_vsprintf(std::string& output, const char* format, std::va_list args) {
+bool string_vsprintf(std::string& output, const char* format, std::va_list args) try {
   std::va_list again;
   va_copy(again, args);
   const int length = std::vsnprintf(nullptr, 0, format, args);
@@ -15,6 +17,8 @@ bool string_vsprintf(std::string& output, const char* format, std::va_list args)
   }
   va_end(again);
   return length >= 0;
+} catch (...) {
+  return failed();
 }
 
 bool string_sprintf(std::string& output, const char* format, ...) {

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
+#include <new>
 #include <string>
 
 #include "platform/export.h"
@@ -10,14 +11,14 @@
 namespace platform {
 
 // Replaces `output` with the text that printf() would make of the rest. The arguments may point into `output`.
-// False if the format cannot be carried out; `output` is unchanged then.
+// False if the format cannot be carried out, or, with a message, where memory runs out; `output` is unchanged then.
 GUSTAIKRUM_EXPORT bool string_sprintf(std::string& output, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 GUSTAIKRUM_EXPORT bool string_vsprintf(std::string& output, const char* format, std::va_list args)
     __attribute__((format(printf, 2, 0)));
 
 // A short text made as printf() makes it: kept in the object up to N - 1 characters, on the heap beyond, never cut.
-// Empty if the format cannot be carried out.
+// Empty if the format cannot be carried out. Throws std::bad_alloc where memory runs out.
 template <std::size_t N>
 class snprintf_t {
  public:
@@ -31,8 +32,8 @@ class snprintf_t {
 
     if (length < 0) {
       inside_[0] = '\0';
-    } else if (static_cast<std::size_t>(length) >= N) {
-      string_vsprintf(outside_, format, again);
+    } else if (static_cast<std::size_t>(length) >= N && !string_vsprintf(outside_, format, again)) {
+      throw std::bad_alloc();  // what is inside is cut
     }
     va_end(again);
   }

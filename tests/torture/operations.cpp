@@ -237,7 +237,7 @@ const std::vector<Operation> OPERATIONS = {
     {"replication", SILENT, nullptr, filling<Replication_State_Getter::Replication_State>([](auto& state) {
        return Replication_State_Getter(REPLICATED).get_state(state);
      })},
-    {"multiple containers", 0, nullptr, doing([] { return System_Controller(SID).is_multi_container(); })},
+    {"multiple containers", QUIET, nullptr, doing([] { return System_Controller(SID).is_multi_container(); })},
 
     // control
     {"state", 0, nullptr,
