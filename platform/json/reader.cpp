@@ -95,8 +95,8 @@ class Tree_Builder {
     }
     if (open_.empty()) return &(root_ = std::move(value));
     if (open_.back()->type() == obj_type) {
-      Value& member = open_.back()->get_obj()[keys_.back()];
-      return &(member = std::move(value));
+      const auto added = open_.back()->get_obj().insert_or_assign(std::move(keys_.back()), std::move(value));
+      return &added.first->second;
     }
     return &open_.back()->get_array().emplace_back(std::move(value));
   }

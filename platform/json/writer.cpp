@@ -1,8 +1,11 @@
-#include <algorithm>
+#include <array>
 #include <boost/json/serialize.hpp>
 #include <boost/json/value.hpp>
 #include <boost/locale/utf.hpp>
+#include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "platform/json/text.h"
@@ -26,9 +29,25 @@ std::string valid_utf8(const std::string& text) {
   return valid;
 }
 
-// True for a text whose characters all stand for themselves in JSON, as in nearly every text they do.
+// Whether some of eight characters cannot stand for itself in a JSON text: control characters, '"', '\\' and what is
+// not ASCII set the highest bit of their byte here. What they borrow from the byte beside them changes nothing more.
+bool has_special(std::uint64_t characters) {
+  constexpr std::uint64_t EACH = 0x0101010101010101;
+  const std::uint64_t marks =
+      characters | (characters - ' ' * EACH) | ((characters ^ '"' * EACH) - EACH) | ((characters ^ '\\' * EACH) - EACH);
+  return (marks & (0x80 * EACH)) != 0;
+}
+
+// True for a text whose characters all stand for themselves, as in nearly every text they do.
 bool is_plain(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c < '\x7f' && c != '"' && c != '\\'; });
+  std::uint64_t eight = 0;
+  for (; text.size() >= sizeof(eight); text.remove_prefix(sizeof(eight))) {
+    std::memcpy(&eight, text.data(), sizeof(eight));
+    if (has_special(eight)) return false;
+  }
+  std::memset(&eight, ' ', sizeof(eight));
+  if (!text.empty()) std::memcpy(&eight, text.data(), text.size());
+  return !has_special(eight);
 }
 
 class Writer {
@@ -68,7 +87,12 @@ class Writer {
   }
 
   void write_integer(const Value& value) {
-    text_ += value.is_uint64() ? std::to_string(value.get_uint64()) : std::to_string(value.get_int64());
+    std::array<char, 20> digits;
+    char* const begin = digits.data();
+    char* const end = begin + digits.size();
+    const char* const last = value.is_uint64() ? std::to_chars(begin, end, value.get_uint64()).ptr
+                                               : std::to_chars(begin, end, value.get_int64()).ptr;
+    text_.append(begin, static_cast<std::size_t>(last - begin));
   }
 
   void write_real(double real) {

@@ -78,6 +78,12 @@ TEST(Json, text_that_is_not_one_json_value_in_utf8_changes_nothing) {
 TEST(Json, what_is_written_is_always_valid) {
   const double infinite = std::numeric_limits<double>::infinity();
   EXPECT_EQ(dump("a\xFF\xC3z\xE4\xBD"), "\"a\xEF\xBF\xBD\xEF\xBF\xBDz\xEF\xBF\xBD\xEF\xBF\xBD\"");
+  for (const char c : std::string("\x01\x1f\"\\\x80\xff")) {
+    for (std::size_t length = 1; length < 18; ++length) {
+      const std::string special = std::string(length - 1, '!') + c;
+      EXPECT_NE(dump(special + "#[]~ "), '"' + special + "#[]~ \"") << int{c} << " " << length;
+    }
+  }
   for (const std::string bad : {"\xED\xA0\x80", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xC1\xBF"}) {
     std::string replaced;
     for (std::size_t i = 0; i < bad.size(); ++i)
