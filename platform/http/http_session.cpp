@@ -36,21 +36,20 @@ constexpr int PREREQUEST_OK = 0;
 constexpr auto OPTION_HTTP09_ALLOWED = static_cast<CURLoption>(CURLOPTTYPE_LONG + 285);  // since 7.64
 constexpr auto ERROR_TOO_LARGE = static_cast<CURLcode>(100);                             // since 8.6
 
-// Keeps a SIGPIPE that a TLS library may cause away from the host program while it lives.
+// Keeps a SIGPIPE that a TLS library may cause away from the host program while it lives. One that waited before, which
+// it can only where the thread had blocked it, goes on waiting.
 class Sigpipe_Block {
  public:
   Sigpipe_Block() {
     sigemptyset(&pipe_);
     sigaddset(&pipe_, SIGPIPE);
-    sigset_t pending;
-    sigpending(&pending);
-    was_pending_ = sigismember(&pending, SIGPIPE) == 1;
     pthread_sigmask(SIG_BLOCK, &pipe_, &previous_);
+    was_pending_ = sigismember(&previous_, SIGPIPE) == 1 && is_pending();
   }
   ~Sigpipe_Block() {
     const int saved_errno = errno;
     const timespec at_once{};
-    while (!was_pending_ && sigtimedwait(&pipe_, nullptr, &at_once) < 0 && errno == EINTR) {
+    while (!was_pending_ && is_pending() && sigtimedwait(&pipe_, nullptr, &at_once) < 0 && errno == EINTR) {
     }
     pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
     errno = saved_errno;
@@ -59,6 +58,12 @@ class Sigpipe_Block {
   Sigpipe_Block& operator=(const Sigpipe_Block&) = delete;
 
  private:
+  static bool is_pending() {
+    sigset_t pending;
+    sigpending(&pending);
+    return sigismember(&pending, SIGPIPE) == 1;
+  }
+
   sigset_t pipe_;
   sigset_t previous_;
   bool was_pending_;
