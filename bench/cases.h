@@ -10,6 +10,12 @@ void listening_check();
 void backup_names();
 void json_records();
 void http_requests();
-void host_report();
+void discovery();
+
+// What cost does as size grows.
+void process_growth();
+void line_growth();
+void record_growth();
+void connection_growth();
 
 }  // namespace bench

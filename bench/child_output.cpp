@@ -30,12 +30,12 @@ constexpr int ROUNDS = 7;
 // What hdbsql prints for a listing of so many databases; a child prints it from there.
 class Listing {
  public:
-  Listing() {
+  explicit Listing(std::size_t lines) {
     expect(::mkdtemp(directory_) != nullptr, "temporary directory");
     path_ = std::string(directory_) + "/listing";
     std::ofstream file(path_);
     file << "DATABASE_NAME,DESCRIPTION,ACTIVE_STATUS\n";
-    for (std::size_t i = 1; i < LINES; ++i)
+    for (std::size_t i = 1; i < lines; ++i)
       file << "\"TEN" << i << "\",\"HXE-90 tenant " << i << "\",\"YES\"\n";
     expect(bool(file.flush()), "writing the listing");
     std::ofstream(tool()) << "#!/bin/sh\nexec /bin/cat " << path_ << "\n";
@@ -190,7 +190,7 @@ void databases_by_pattern(const std::string& path, bool keeps) {
 }  // namespace
 
 void child_output() {
-  const Listing listing;
+  const Listing listing(LINES);
   const auto of_listing = [&](void (*run)(const std::string&)) { return [&, run] { run(listing.path()); }; };
   race_runs({"a million lines",
              of_listing(lines_by_handler),
@@ -205,6 +205,18 @@ void child_output() {
                    {{"the pattern, nothing kept", [&] { databases_by_pattern(listing.path(), false); }, 1},
                     {"the pattern, databases kept", [&] { databases_by_pattern(listing.path(), true); }}}},
                   ROUNDS);
+}
+
+void line_growth() {
+  for (const std::size_t lines : {1'000, 10'000, 100'000, 1'000'000}) {
+    const Listing listing(lines);
+    grow("lines of a child", lines, [&] {
+      std::size_t counted = 0;
+      Line_Counter counter(counted);
+      print_through(counter, listing.path());
+      expect(counted == lines, "reading every line");
+    });
+  }
 }
 
 }  // namespace bench

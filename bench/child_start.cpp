@@ -61,15 +61,6 @@ void ours() {
   expect(platform::subprocess::call(options, nullptr) == 0, "our child");
 }
 
-void fork_and_exec() {
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::execl(PROGRAM, PROGRAM, nullptr);
-    ::_exit(127);
-  }
-  finish(child);
-}
-
 void ace_process() {
   ACE_Process_Options options;
   options.handle_inheritance(0);
@@ -107,12 +98,11 @@ void child_start() {
     };
     for (const std::size_t mib : {0, 512, 2048}) {
       const Ballast ballast(mib * MIB);
-      race_runs({name(mib),
-                 ours,
-                 {{"posix_spawn", [] { finish(start_program({PROGRAM})); }, 1.15},
-                  {"fork, exec", fork_and_exec},
-                  {"ACE_Process::spawn", ace_process}}},
-                ROUNDS);
+      race_runs(
+          {name(mib),
+           ours,
+           {{"posix_spawn", [] { finish(start_program({PROGRAM})); }, 1.15}, {"ACE_Process::spawn", ace_process}}},
+          ROUNDS);
     }
     race_sizes(name(2048), 2048 * MIB);
   }

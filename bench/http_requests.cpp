@@ -1,11 +1,11 @@
 #include <curl/curl.h>
 #include <httplib.h>
-#include <openssl/bio.h>
-#include <openssl/ssl.h>
 
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "bench/cases.h"
 #include "bench/measure.h"
@@ -17,6 +17,10 @@
 namespace bench {
 namespace {
 
+using platform::JSON_HTTP_Session;
+
+constexpr std::size_t THREADS = 8;
+constexpr std::size_t WORKERS = 4 * THREADS;  // each kept connection keeps one busy
 constexpr char CERTIFICATE[] = "/tmp/bench_certificate.pem";
 constexpr char KEY[] = "/tmp/bench_key.pem";
 constexpr char BODY[] =
@@ -34,6 +38,7 @@ class Server {
     server_->Get("/files", answer);
     server_->Post("/files", answer);
     server_->set_tcp_nodelay(true);
+    server_->new_task_queue = [] { return new httplib::ThreadPool(WORKERS); };
     server_->set_keep_alive_max_count(1'000'000'000);
     port_ = server_->bind_to_any_port("127.0.0.1");
     process_ = start_copy([this] { server_->listen_after_bind(); });
@@ -42,8 +47,7 @@ class Server {
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  std::string base_url() const { return (tls_ ? "https://" : "http://") + address(); }
-  std::string address() const { return "localhost:" + std::to_string(port_); }
+  std::string base_url() const { return (tls_ ? "https" : "http") + ("://localhost:" + std::to_string(port_)); }
 
  private:
   bool tls_;
@@ -85,73 +89,62 @@ class Curl {
   std::string body_;
 };
 
-// The floor: bytes to and from one connection, nothing looked at but where the answer ends.
-class Raw_Connection {
- public:
-  Raw_Connection(const Server& server, bool tls) : context_(::SSL_CTX_new(::TLS_client_method())) {
-    bio_ = tls ? ::BIO_new_ssl_connect(context_) : ::BIO_new(::BIO_s_connect());
-    BIO_set_conn_hostname(bio_, server.address().c_str());
-    BIO_set_nbio(bio_, 0);
-    expect(BIO_do_connect(bio_) == 1, "connecting");
-    request_ = "GET /files HTTP/1.1\r\nHost: " + server.address() + "\r\n\r\n";
-  }
-  ~Raw_Connection() {
-    ::BIO_free_all(bio_);
-    ::SSL_CTX_free(context_);
-  }
-  Raw_Connection(const Raw_Connection&) = delete;
-  Raw_Connection& operator=(const Raw_Connection&) = delete;
+JSON_HTTP_Session make_session(const Server& server) {
+  platform::HTTP_Session_Options options;
+  options.base_url = server.base_url();
+  options.ca_file = CERTIFICATE;
+  return JSON_HTTP_Session(platform::make_http_session(options), 0, 0);
+}
 
-  void run() {
-    expect(::BIO_write(bio_, request_.data(), static_cast<int>(request_.size())) > 0, "raw request");
-    std::string answer;
-    while (answer.find(BODY) == std::string::npos) {
-      char buffer[4096];
-      const int count = ::BIO_read(bio_, buffer, sizeof(buffer));
-      expect(count > 0, "raw answer");
-      answer.append(buffer, static_cast<std::size_t>(count));
-    }
-  }
-
- private:
-  SSL_CTX* context_;
-  BIO* bio_;
-  std::string request_;
-};
+void get_files(JSON_HTTP_Session& session) {
+  platform::HTTP_Request request(platform::HTTP_REQUEST_ACCEPT_JSON, "/files", false);
+  platform::HTTP_Response response;
+  platform::json::Value value;
+  expect(session.get(request, response, value) && value.type() == platform::json::obj_type, "our GET");
+}
 
 void race(const std::string& scheme, bool tls) {
   const Server server(tls);
   const std::string url = server.base_url() + "/files";
-  platform::HTTP_Session_Options options;
-  options.base_url = server.base_url();
-  options.ca_file = CERTIFICATE;
-  platform::JSON_HTTP_Session session(platform::make_http_session(options), 0, 0);
-  platform::HTTP_Request request(platform::HTTP_REQUEST_ACCEPT_JSON, "/files", false);
-
+  JSON_HTTP_Session session = make_session(server);
   Curl kept(url, nullptr, Curl::KEPT);
-  Raw_Connection raw(server, tls);
-  const auto get = [&] {
-    platform::HTTP_Response response;
-    platform::json::Value value;
-    expect(session.get(request, response, value) && value.type() == platform::json::obj_type, "our GET");
-  };
-  race_loops({scheme + ", a small GET",
-              get,
-              {{"floor: raw connection kept", [&] { raw.run(); }},
-               {"curl, handle kept", [&] { kept.run(); }, 1.2},
-               {"curl, fresh handle", [&] { Curl(url, nullptr, Curl::KEPT).run(); }}}});
+  const auto get = [&] { get_files(session); };
+  race_loops({scheme + ", a small GET", get, {{"curl, handle kept", [&] { kept.run(); }, 1.05}}});
 
   Curl fresh(url, BODY, Curl::FRESH);
   platform::json::Value content;
   expect(platform::json::loads_json(BODY, sizeof(BODY) - 1, content, 0), "the content");
+  platform::HTTP_Request request(platform::HTTP_REQUEST_ACCEPT_JSON, "/files", false);
   const auto post = [&] {
     platform::HTTP_Response response;
     expect(session.post(request, &content, response, nullptr) && response.status() == 200, "our POST");
   };
-  race_loops({scheme + ", a small POST",
-              post,
-              {{"curl, handle kept, fresh connection", [&] { fresh.run(); }, 1.2},
-               {"curl, fresh handle", [&] { Curl(url, BODY, Curl::KEPT).run(); }}}});
+  race_loops({scheme + ", a small POST", post, {{"curl, handle kept, fresh connection", [&] { fresh.run(); }, 1.2}}});
+}
+
+// GETs of as many threads at once as there are sessions.
+void get_in_threads(const std::vector<JSON_HTTP_Session>& sessions) {
+  std::vector<std::thread> threads;
+  for (JSON_HTTP_Session session : sessions) {
+    threads.emplace_back([session]() mutable {
+      for (int i = 0; i < 50; ++i)
+        get_files(session);
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+}
+
+void race_threads() {
+  const Server server(true);
+  const std::vector<JSON_HTTP_Session> one(THREADS, make_session(server));
+  std::vector<JSON_HTTP_Session> each;
+  for (std::size_t i = 0; i < THREADS; ++i)
+    each.push_back(make_session(server));
+  race_runs({"HTTPS, 400 GETs of eight threads, a session",
+             [&] { get_in_threads(one); },
+             {{"a session for each", [&] { get_in_threads(each); }, 1.2}}},
+            11);
 }
 
 }  // namespace
@@ -160,6 +153,7 @@ void http_requests() {
   expect(sandbox::write_certificate(CERTIFICATE, KEY), "making a certificate");
   race("HTTP", false);
   race("HTTPS", true);
+  race_threads();
 }
 
 }  // namespace bench

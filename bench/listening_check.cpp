@@ -29,7 +29,7 @@ namespace {
 using platform::Unique_Fd;
 
 constexpr std::size_t CONNECTIONS = 20'000;
-constexpr std::size_t HOLDERS = 4;
+constexpr std::size_t HOLDERS = 4;  // one process alone may not hold so many descriptors
 
 // A listening socket of this machine, and connections to it.
 class Server {
@@ -46,7 +46,7 @@ class Server {
 
   std::uint16_t port() const { return ntohs(address_.sin_port); }
 
-  // Connects and waits until it is ended: one process alone may not hold so many descriptors.
+  // Connects and waits until it is ended.
   [[noreturn]] void hold_connections(std::size_t count) {
     rlimit limit{};
     ::getrlimit(RLIMIT_NOFILE, &limit);
@@ -69,9 +69,9 @@ class Server {
 // Processes that hold connections to a server while it lives.
 class Holders {
  public:
-  explicit Holders(Server& server) {
+  Holders(Server& server, std::size_t connections) {
     for (std::size_t i = 0; i < HOLDERS; ++i) {
-      holders_.push_back(start_copy([&] { server.hold_connections(CONNECTIONS / HOLDERS); }));
+      holders_.push_back(start_copy([&] { server.hold_connections(connections / HOLDERS); }));
       int status = 0;
       ::waitpid(holders_.back(), &status, WUNTRACED);
       expect(WIFSTOPPED(status), "holding connections");
@@ -141,9 +141,18 @@ double race(const std::string& name, std::uint16_t port) {
 void listening_check() {
   Server server;
   const double idle = race("listening, no connection", server.port());
-  const Holders holders(server);
+  const Holders holders(server, CONNECTIONS);
   const std::string name = "listening, " + std::to_string(CONNECTIONS) + " connections";
   compare(name, race(name, server.port()), "the same with no connection", idle, 1.3);
+}
+
+void connection_growth() {
+  for (const std::size_t connections : {100, 1'000, 10'000}) {
+    Server server;
+    const Holders holders(server, connections);
+    grow("connections beside a listening check", connections,
+         [&] { expect(platform::check_port_listening(server.port()), "finding the socket"); });
+  }
 }
 
 }  // namespace bench

@@ -9,7 +9,6 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 #include <boost/version.hpp>
-#include <nlohmann/json.hpp>
 
 #include <cstdio>
 #include <cstring>
@@ -31,7 +30,7 @@ const struct {
     {"output", bench::child_output},
     {"names", bench::backup_names},
     {"json", bench::json_records},
-    {"report", bench::host_report},
+    {"discovery", bench::discovery},
     // Last: their closed connections hold ports for a while.
     {"listening", bench::listening_check},
     {"http", bench::http_requests},
@@ -66,10 +65,8 @@ void print_machine(bool before_others) {
   std::printf("machine   %s, %ld cores, %ld MiB, Linux %s, %s\n", processor().c_str(), ::sysconf(_SC_NPROCESSORS_ONLN),
               ::sysconf(_SC_PHYS_PAGES) / 256, system.release,
               before_others ? "ahead of other work (SCHED_FIFO)" : "among other work");
-  std::printf("versions  %s %s, glibc %s, Boost %s, ACE %s, curl %s, nlohmann %d.%d.%d\n", BENCH_COMPILER,
-              BENCH_BUILD_TYPE, ::gnu_get_libc_version(), BOOST_LIB_VERSION, ACE_VERSION,
-              ::curl_version_info(CURLVERSION_NOW)->version, NLOHMANN_JSON_VERSION_MAJOR, NLOHMANN_JSON_VERSION_MINOR,
-              NLOHMANN_JSON_VERSION_PATCH);
+  std::printf("versions  %s %s, glibc %s, Boost %s, ACE %s, curl %s\n", BENCH_COMPILER, BENCH_BUILD_TYPE,
+              ::gnu_get_libc_version(), BOOST_LIB_VERSION, ACE_VERSION, ::curl_version_info(CURLVERSION_NOW)->version);
 }
 
 bool is_wanted(const char* name, char** wanted) {
@@ -80,15 +77,27 @@ bool is_wanted(const char* name, char** wanted) {
   return false;
 }
 
+void show_growth() {
+  bench::print_growth_head();
+  bench::process_growth();
+  bench::line_growth();
+  bench::record_growth();
+  bench::connection_growth();
+}
+
 }  // namespace
 
-// The arguments name the cases to run; without any, all are run.
+// The arguments name the cases to run, or "growth"; without any, all cases are run.
 int main(int, char** argv) {
   raise_descriptor_limit();
   print_machine(run_before_others());
-  bench::print_table_head();
   ACE_LOG_MSG->clr_flags(ACE_Log_Msg::STDERR);
   try {
+    if (argv[1] != nullptr && std::strcmp(argv[1], "growth") == 0) {
+      show_growth();
+      return 0;
+    }
+    bench::print_table_head();
     for (const auto& c : cases) {
       if (is_wanted(c.name, argv + 1)) c.run();
     }

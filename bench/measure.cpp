@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <map>
 #include <numeric>
@@ -19,6 +20,7 @@ namespace bench {
 namespace {
 
 constexpr int LOOP_ROUNDS = 11;
+constexpr int GROWTH_ROUNDS = 7;
 
 std::string digits(double number) {
   char text[32];
@@ -26,7 +28,24 @@ std::string digits(double number) {
   return text;
 }
 
+// The straight line that lies closest to some points.
+struct Fit {
+  double count = 0, x = 0, y = 0, xx = 0, xy = 0;  // their number and sums
+
+  void add(double at, double value) {
+    ++count;
+    x += at;
+    y += value;
+    xx += at * at;
+    xy += at * value;
+  }
+
+  // Empty for a single point.
+  std::string slope() const { return count < 2 ? "" : digits((count * xy - x * y) / (count * xx - x * x)); }
+};
+
 std::string in_units(double amount, Unit unit) {
+  if (unit == Unit::count) return std::to_string(static_cast<long>(amount));
   if (unit == Unit::bytes) return digits(amount / (1 << 20)) + " MiB";
   if (amount >= 1) return digits(amount) + " s";
   if (amount >= 1e-3) return digits(amount * 1e3) + " ms";
@@ -184,6 +203,25 @@ void compare(const std::string& name, double ours, const std::string& beside, do
   const char* const verdict = ratio <= most ? "yes" : "NO";
   print_row(name, in_units(ours, unit), beside, in_units(theirs, unit), digits(ratio),
             most > 0 ? "<= " + digits(most) : "", most > 0 ? verdict : "");
+}
+
+void print_growth_head() {
+  std::puts("\n| what grows                           |     size |         us | exponent |");
+  std::puts("| ---                                  |     ---: |       ---: |     ---: |");
+}
+
+void grow(const std::string& name, std::size_t size, const std::function<void()>& run) {
+  run();  // warms up
+  std::vector<double> seconds;
+  for (int round = 0; round < GROWTH_ROUNDS; ++round)
+    seconds.push_back(seconds_of(run));
+
+  static std::map<std::string, Fit> fits;
+  Fit& fit = fits[name];
+  const double taken = median(std::move(seconds));
+  fit.add(std::log(static_cast<double>(size)), std::log(taken));
+  std::printf("| %-36s | %8zu | %10.1f | %8s |\n", name.c_str(), size, taken * 1e6, fit.slope().c_str());
+  std::fflush(stdout);
 }
 
 void expect(bool done, const char* what) {

@@ -35,11 +35,16 @@ double median(std::vector<double> values);
 double peak_memory(const std::function<void()>& run);
 
 // Prints a row for two amounts that were measured before.
-enum class Unit { seconds, bytes };
+enum class Unit { seconds, bytes, count };
 void compare(const std::string& name, double ours, const std::string& beside, double theirs, double most,
              Unit unit = Unit::seconds);
 
 void print_table_head();
+
+// Prints what a run costs at this size, beside what it cost at the sizes before under the same name: the exponent by
+// which it grows, 1 where twice the size takes twice as long.
+void grow(const std::string& name, std::size_t size, const std::function<void()>& run);
+void print_growth_head();
 
 // Throws std::runtime_error: a contestant that does not do its work measures nothing.
 void expect(bool done, const char* what);

@@ -2,12 +2,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <list>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -22,17 +17,18 @@ namespace {
 
 constexpr std::size_t PROCESSES = 1'500;
 constexpr std::size_t MATCHING = 5;
-constexpr char PATTERN[] = "/usr/sap/HXE/HDB[0-9][0-9]/exe/sapstartsrv";
+constexpr char PATTERN[] = "HXE.*exe/sapstartsrv";
+constexpr char ORDINARY[] = "/usr/lib/worker/bin/worker --pool=ordinary --socket=/run/worker/";
 
-// Idle processes with command lines of the usual length.
+// Idle processes of this name, but for the few that are looked for.
 class Idle_Processes {
  public:
-  Idle_Processes() {
-    for (std::size_t i = 0; i < PROCESSES; ++i) {
+  Idle_Processes(std::size_t count, const std::string& name) {
+    for (std::size_t i = 0; i < count; ++i) {
       const std::string number = std::to_string(10 + i);
-      const std::string program = i % (PROCESSES / MATCHING) == 0
+      const std::string program = i % (count / MATCHING) == 0 && i / (count / MATCHING) < MATCHING
                                       ? "/usr/sap/HXE/HDB" + number.substr(0, 2) + "/exe/sapstartsrv"
-                                      : "/usr/lib/worker/bin/worker --pool=ordinary --socket=/run/worker/" + number;
+                                      : name + number;
       processes_.push_back(start_program({program, "infinity"}, -1, "/bin/sleep"));
     }
   }
@@ -47,14 +43,21 @@ class Idle_Processes {
   std::vector<pid_t> processes_;
 };
 
-void ours() {
+std::string repeated(const std::string& text, int times) {
+  std::string all;
+  for (; times > 0; --times)
+    all += text;
+  return all;
+}
+
+void list(std::size_t expected) {
   std::list<platform::Service_Info> found;
   expect(platform::Service_Lister().list_service(PATTERN, found, false, "") == 0, "listing processes");
-  expect(found.size() == MATCHING, "finding the processes");
+  expect(found.size() == expected, "finding the processes");
 }
 
 // The directory and every command line read, and nothing looked at.
-void floor() {
+void floor(std::size_t processes) {
   DIR* const proc = ::opendir("/proc");
   expect(proc != nullptr, "opening /proc");
   static char buffer[64 * 1024];
@@ -66,35 +69,29 @@ void floor() {
     if (::read(file.get(), buffer, sizeof(buffer)) > 0) ++read;
   }
   ::closedir(proc);
-  expect(read >= PROCESSES, "reading the processes");
-}
-
-void standard_library() {
-  const std::regex pattern(PATTERN);
-  std::size_t found = 0;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    std::ifstream file(entry.path() / "cmdline");
-    std::string line{std::istreambuf_iterator<char>(file), {}};
-    std::replace(line.begin(), line.end(), '\0', ' ');
-    if (std::regex_search(line, pattern)) ++found;
-  }
-  expect(found == MATCHING, "finding the processes");
+  expect(read >= processes, "reading the processes");
 }
 
 }  // namespace
 
 void process_scan() {
-  const Idle_Processes processes;
+  const Idle_Processes processes(PROCESSES, ORDINARY);
   race_runs({"scan of 1,500 processes",
-             ours,
-             {{"floor: the files opened and read", floor, 1.15},
-              {"pgrep -f",
-               [] {
-                 finish(start_program({"/usr/bin/pgrep", "-f", PATTERN}));
-               },
-               1.0 / 8},
-              {"directory_iterator, ifstream, regex", standard_library}}},
+             [] { list(MATCHING); },
+             {{"floor: the files opened and read", [] { floor(PROCESSES); }, 1.15}}},
             31);
+}
+
+void process_growth() {
+  const std::string hostile = repeated("HXEexe/", 585);
+  for (const std::size_t count : {100, 300, 1'000, 3'000, 10'000}) {
+    const Idle_Processes processes(count, ORDINARY);
+    grow("processes scanned", count, [] { list(MATCHING); });
+  }
+  for (const std::size_t count : {30, 100, 300, 1'000}) {
+    const Idle_Processes processes(count, hostile);
+    grow("hostile processes scanned", count, [] { list(MATCHING); });
+  }
 }
 
 }  // namespace bench
