@@ -91,10 +91,12 @@ void ACE_Process_Ex::tell(ACE_Process_Options& options, const char* what, int er
   }
 }
 
-pid_t ACE_Process_Ex::spawn(Process_Options& options) {
+pid_t ACE_Process_Ex::spawn(Process_Options& options) try {
   if (options.fault().empty()) return start(options, options.groups());
   tell(options, snprintf_t<128>("cannot be started: %s", options.fault().c_str()).c_str());
   return -1;
+} catch (const std::bad_alloc&) {
+  return -1;  // only the record is lost
 }
 
 pid_t ACE_Process_Ex::spawn(ACE_Process_Options& options) {

@@ -93,7 +93,7 @@ int Process_Options::fail(std::string fault) {
   return -1;
 }
 
-int Process_Options::command_line(const char* format, ...) {
+int Process_Options::command_line(const char* format, ...) try {
   if (!fault_.empty()) return -1;
   wipe_command_line();
 
@@ -113,25 +113,32 @@ int Process_Options::command_line(const char* format, ...) {
   if (count == 0) return fail("command line is empty");
   if (count > MAX_ARGUMENTS) return fail("more than " + std::to_string(MAX_ARGUMENTS) + " arguments");
   return 0;
+} catch (const std::bad_alloc&) {
+  return fail(OUT_OF_MEMORY);
 }
 
 int Process_Options::setenv(const char* name, const char* format, ...) {
-  if (!fault_.empty()) return -1;
-
-  std::string value;
   std::va_list args;
   va_start(args, format);
-  const bool formatted = string_vsprintf(value, format, args);
+  const int result = set_variable(name, format, args);
   va_end(args);
+  return result;
+}
 
+int Process_Options::set_variable(const char* name, const char* format, std::va_list args) try {
+  if (!fault_.empty()) return -1;
+  std::string value;
+  const bool formatted = string_vsprintf(value, format, args);
   std::string entry = std::string(name) + "=" + value;
   if (!formatted || setenv_i(entry.data(), entry.size()) != 0) {
     return fail("environment entry '" + std::string(name) + "' does not fit");
   }
   return 0;
+} catch (const std::bad_alloc&) {
+  return fail(OUT_OF_MEMORY);
 }
 
-int Process_Options::setreugid(const char* user) {
+int Process_Options::setreugid(const char* user) try {
   User_Ids ids{};
   const int error = find_user(user, ids);
   std::optional<std::vector<gid_t>> groups;
@@ -142,6 +149,8 @@ int Process_Options::setreugid(const char* user) {
   ruid_ = euid_ = ids.uid;
   rgid_ = egid_ = ids.gid;
   return 0;
+} catch (const std::bad_alloc&) {
+  return fail(OUT_OF_MEMORY);
 }
 
 }  // namespace platform

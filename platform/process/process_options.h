@@ -3,6 +3,7 @@
 #include <ace/Process.h>
 #include <sys/types.h>
 
+#include <cstdarg>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -14,10 +15,10 @@ namespace platform {
 // How a child process is to run: its command line, its environment and its user, in ACE's own options made safe.
 //
 // A command line that does not fit ACE's buffer (1,024 characters with the NUL), more than 127 arguments, an
-// environment entry that does not fit (16,384 characters and 512 entries in all) or a user that does not exist is
-// remembered in fault(). Such options have no command line any more, so they cannot be run cut or as the wrong user,
-// and a caller need not look at each result. Of ACE's other options only inherit_environment() is heeded: a child's
-// standard input is always "/dev/null", and it never inherits a descriptor.
+// environment entry that does not fit (16,384 characters and 512 entries in all), a user that does not exist or want of
+// memory is remembered in fault(). Such options have no command line any more, so they cannot be run cut or as the
+// wrong user, and a caller need not look at each result. Of ACE's other options only inherit_environment() is heeded: a
+// child's standard input is always "/dev/null", and it never inherits a descriptor.
 //
 // The command line may hold a password: both of ACE's copies of it are wiped when they are replaced and when the
 // options are destroyed. An object is used by one thread at a time.
@@ -53,6 +54,8 @@ class GUSTAIKRUM_EXPORT Process_Options : public ACE_Process_Options {
   using ACE_Process_Options::setrgid;
   using ACE_Process_Options::setruid;
 
+  GUSTAIKRUM_LOCAL int set_variable(const char* name, const char* format, std::va_list args)
+      __attribute__((format(printf, 3, 0)));
   GUSTAIKRUM_LOCAL int fail(std::string fault);
   GUSTAIKRUM_LOCAL void wipe_command_line();
   GUSTAIKRUM_LOCAL std::size_t split_command_line();

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <vector>
 
+#include "platform/log/log.h"
+
 namespace platform {
 namespace {
 
@@ -44,8 +46,9 @@ int find_group(const char* name, gid_t& id) {
 
 std::string user_name(uid_t id) {
   std::string name = std::to_string(id);
-  with_record<passwd>([id](auto... room) { return ::getpwuid_r(id, room...); },
-                      [&name](const passwd& user) { name = user.pw_name; });
+  const int error = with_record<passwd>([id](auto... room) { return ::getpwuid_r(id, room...); },
+                                        [&name](const passwd& user) { name = user.pw_name; });
+  if (error != 0 && error != ENOENT) log_debug("Failed to look up user %s: error %d\n", name.c_str(), error);
   return name;
 }
 

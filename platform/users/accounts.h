@@ -18,7 +18,7 @@ struct User_Ids {
 GUSTAIKRUM_EXPORT int find_user(const char* name, User_Ids& ids);
 int find_group(const char* name, gid_t& id);
 
-// The user's name; the number as text for a user that has none.
+// The user's name; the number as text for a user that has none, and, told at LM_DEBUG, where that cannot be looked up.
 std::string user_name(uid_t id);
 
 }  // namespace platform

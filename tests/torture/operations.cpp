@@ -333,7 +333,7 @@ const std::vector<Operation> OPERATIONS = {
     {"reading a file", 0, nullptr, filling<File>([](auto& info) { return info.parse(file_object); })},
 
     // platform
-    {"services", QUIET, nullptr, filling<Services>([](auto& services) {
+    {"services", QUIET | DEGRADES, nullptr, filling<Services>([](auto& services) {
        return platform::Service_Lister().list_service("sapstartsrv", services, false, "C") == 0;
      })},
     {"directory", SILENT, nullptr, filling<int>([](int& count) {
