@@ -25,6 +25,7 @@ boost::property_tree::ptree read_ini_file(const std::string& path) {
 
 boost::property_tree::ptree parse_ini(const std::string& content, const std::string& path) {
   std::istringstream text(content);
+  text.exceptions(std::ios::badbit);  // where memory runs out: the text would seem to end there
   boost::property_tree::ptree tree;
   try {
     boost::property_tree::ini_parser::read_ini(text, tree);

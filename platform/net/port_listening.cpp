@@ -98,9 +98,11 @@ std::optional<bool> listening_by_table(const char* path, std::uint16_t port) {
   if (read_regular_file(path, content, TABLE_LIMIT) != File_Read::DONE) return std::nullopt;
 
   std::istringstream table(content);
+  table.exceptions(std::ios::badbit);  // where memory runs out
   std::string line;
   while (std::getline(table, line)) {
     std::istringstream row(line);
+    row.exceptions(std::ios::badbit);
     row.imbue(std::locale::classic());
     std::string slot, local, remote;
     unsigned state = 0;

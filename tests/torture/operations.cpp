@@ -269,10 +269,10 @@ const std::vector<Operation> OPERATIONS = {
      altering([](auto& executor) { return Tenant_Database_Controller(executor).stop(TENANT); })},
     {"start of a tenant", DEGRADES, nullptr,
      altering([](auto& executor) { return Tenant_Database_Controller(executor).start(TENANT); })},
-    {"log mode", 0, nullptr, altering([](auto& executor) {
+    {"log mode", DEGRADES, nullptr, altering([](auto& executor) {
        return System_Config_Manager(executor).alter_log_mode(System_Config_Manager::LOG_MODE_NORMAL);
      })},
-    {"log backup", 0, nullptr,
+    {"log backup", DEGRADES, nullptr,
      altering([](auto& executor) { return System_Config_Manager(executor).alter_auto_log_backup(true); })},
 
     // naming
