@@ -8,8 +8,6 @@
 #include <map>
 #include <string>
 
-#include "fuzz/run_target.h"
-
 namespace fuzz {
 namespace {
 

@@ -12,6 +12,9 @@ using Target = void (*)(std::string_view input);
 // Registers a target under its name: static const bool known = fuzz::add("json", json);
 bool add(const char* name, Target target);
 
+// The target of that name, with the log set up for it. Without such a target the program prints the names and ends.
+Target find_target(const char* name);
+
 // Ends the program, which the fuzzer takes for a finding, if the property does not hold.
 void expect(bool holds, const char* property);
 

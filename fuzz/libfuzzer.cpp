@@ -1,7 +1,7 @@
 // Lets libFuzzer drive the target that the environment variable FUZZ_TARGET names; without it, prints the names.
 #include <cstdlib>
 
-#include "fuzz/run_target.h"
+#include "fuzz/fuzz.h"
 
 namespace {
 

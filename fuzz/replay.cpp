@@ -5,7 +5,7 @@
 #include <iterator>
 #include <string>
 
-#include "fuzz/run_target.h"
+#include "fuzz/fuzz.h"
 
 int main(int argc, char** argv) {
   int inputs = 0;

@@ -24,7 +24,6 @@ TEST(CatalogTour, it_leaves_the_catalog_as_it_was_and_says_where_it_ends) {
       {"echo falsch | " + call + "-" + trusting, 1, "status 401\n"},
       {"echo geheim | " + call + "-", 1, "self-signed certificate"},
       {call + "/nonexistent", 2, ""},
-      {CATALOG_TOUR, 2, ""},
   };
   for (const auto& c : cases) {
     const test::Outcome outcome = test::run_command(c.command);
