@@ -24,7 +24,7 @@ void json(std::string_view input) {
   Value value;
   const bool taken = load(input, value);
 
-  boost::json::error_code other_error;
+  boost::system::error_code other_error;
   boost::json::parse_options options;
   options.max_depth = 64;
   const boost::json::value other = boost::json::parse({input.data(), input.size()}, other_error, {}, options);

@@ -1,7 +1,7 @@
 # The backup server's catalog, for tests and for the demonstration.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(httplib REQUIRED IMPORTED_TARGET cpp-httplib)
-find_package(OpenSSL 3 REQUIRED)
+find_package(OpenSSL 1.1.1 REQUIRED)
 find_package(SQLite3 REQUIRED)
 
 add_library(sandbox_catalog STATIC catalog_service.cpp catalog_store.cpp certificate.cpp)

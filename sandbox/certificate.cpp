@@ -1,6 +1,7 @@
 #include "sandbox/certificate.h"
 
 #include <fcntl.h>
+#include <openssl/ec.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
@@ -14,6 +15,7 @@ namespace {
 
 struct Deleter {
   void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
+  void operator()(EVP_PKEY_CTX* context) const { EVP_PKEY_CTX_free(context); }
   void operator()(X509* certificate) const { X509_free(certificate); }
   void operator()(X509_EXTENSION* extension) const { X509_EXTENSION_free(extension); }
   void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
@@ -26,11 +28,22 @@ bool extend(X509* certificate, int id, const char* value) {
   return extension && X509_add_ext(certificate, extension.get(), -1) == 1;
 }
 
+Owned<EVP_PKEY> make_key() {
+  const Owned<EVP_PKEY_CTX> context(EVP_PKEY_CTX_new_id(EVP_PKEY_EC, nullptr));
+  EVP_PKEY* key = nullptr;
+  if (!context || EVP_PKEY_keygen_init(context.get()) != 1 ||
+      EVP_PKEY_CTX_set_ec_paramgen_curve_nid(context.get(), NID_X9_62_prime256v1) != 1 ||
+      EVP_PKEY_keygen(context.get(), &key) != 1)
+    return nullptr;
+  return Owned<EVP_PKEY>(key);
+}
+
 bool fill(X509* certificate, EVP_PKEY* key) {
   constexpr long DAY = 24L * 60 * 60;
+  constexpr long VERSION_3 = 2;
   X509_NAME* const name = X509_get_subject_name(certificate);
   const auto* const common_name = reinterpret_cast<const unsigned char*>("catalog service");
-  return X509_set_version(certificate, X509_VERSION_3) == 1 &&
+  return X509_set_version(certificate, VERSION_3) == 1 &&
          ASN1_INTEGER_set(X509_get_serialNumber(certificate), 1) == 1 &&
          X509_gmtime_adj(X509_getm_notBefore(certificate), -DAY) != nullptr &&
          X509_gmtime_adj(X509_getm_notAfter(certificate), DAY) != nullptr &&
@@ -50,7 +63,7 @@ Owned<std::FILE> create(const std::string& path, mode_t mode) {
 }  // namespace
 
 bool write_certificate(const std::string& certificate_path, const std::string& key_path) {
-  const Owned<EVP_PKEY> key(EVP_EC_gen("P-256"));
+  const Owned<EVP_PKEY> key = make_key();
   const Owned<X509> certificate(X509_new());
   if (!key || !certificate || !fill(certificate.get(), key.get())) return false;
 

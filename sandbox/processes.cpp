@@ -64,6 +64,17 @@ void kill_children() {
   }
 }
 
+void add_closing(posix_spawn_file_actions_t& actions, int first) {
+#if __GLIBC_PREREQ(2, 34)
+  ::posix_spawn_file_actions_addclosefrom_np(&actions, first);
+#else
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    const int fd = std::stoi(entry.path().filename());
+    if (fd >= first) ::posix_spawn_file_actions_addclose(&actions, fd);
+  }
+#endif
+}
+
 }  // namespace
 
 int run(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
@@ -75,7 +86,7 @@ int run(const std::vector<std::string>& arguments, const std::vector<std::string
   ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0666);
   ::posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-  ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+  add_closing(actions, STDERR_FILENO + 1);
   sigset_t none;
   sigset_t all;
   ::sigemptyset(&none);

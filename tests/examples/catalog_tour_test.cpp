@@ -22,7 +22,7 @@ TEST(CatalogTour, it_leaves_the_catalog_as_it_was_and_says_where_it_ends) {
   } cases[] = {
       {"echo geheim | " + call + "-" + trusting, 0, "removed                      10 files and their job\n"},
       {"echo falsch | " + call + "-" + trusting, 1, "status 401\n"},
-      {"echo geheim | " + call + "-", 1, "self-signed certificate"},
+      {"echo geheim | " + call + "-", 1, "signed certificate"},
       {call + "/nonexistent", 2, ""},
   };
   for (const auto& c : cases) {

@@ -37,11 +37,19 @@ std::size_t entries(const char* directory) {
   return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
+std::size_t heap_in_use() {
+#if __GLIBC_PREREQ(2, 33)
+  return ::mallinfo2().uordblks;
+#else
+  return static_cast<std::size_t>(::mallinfo().uordblks);
+#endif
+}
+
 // What must not grow. Under a sanitizer the heap counts as empty; the sanitizer looks for leaks itself.
 struct Holdings {
   std::size_t descriptors = entries("/proc/self/fd");
   std::size_t threads = entries("/proc/self/task");
-  std::size_t heap = ::mallinfo2().uordblks;
+  std::size_t heap = heap_in_use();
 };
 
 // A child that nobody has waited for; 0 if there is none.

@@ -39,7 +39,7 @@ export headers
   done
 done) | xargs -P "$(nproc)" -L 1 bash -c 'compile_alone "$@"' -
 
-nm -DC --defined-only "$root"/usr/lib/libgustaikrum{,_platform}.so.0 | sed -n 's/^[0-9a-f]* [A-Z] \(.*\)@@.*/\1/p' |
+nm -DC --defined-only "$root"/usr/lib/libgustaikrum{,_platform}.so.0.1 | sed -n 's/^[0-9a-f]* [A-Z] \(.*\)@@.*/\1/p' |
   LC_ALL=C sort -u >"$work/exported"
 diff "$sources/exported_symbols.txt" "$work/exported" || {
   echo "The exported symbols have changed. If that is meant, change tests/package/exported_symbols.txt alike."

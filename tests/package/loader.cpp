@@ -7,7 +7,7 @@
 // Loads the library at run time, as an agent with plug-ins does, calls one function of it and unloads it again.
 int main() {
   for (int times = 0; times < 2; ++times) {
-    void* const library = dlopen("libgustaikrum.so.0", RTLD_NOW | RTLD_LOCAL);
+    void* const library = dlopen("libgustaikrum.so.0.1", RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) return std::puts(dlerror()), 1;
 
     void* const symbol =
