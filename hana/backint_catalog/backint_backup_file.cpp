@@ -1,7 +1,6 @@
 #include "hana/backint_catalog/backint_backup_file.h"
 
 #include <exception>
-#include <utility>
 
 #include "hana/backint_catalog/detail/record_fields.h"
 #include "platform/json/object.h"
@@ -52,9 +51,7 @@ void Backup_File_Info::operator>>(platform::json::Object& object) const try {
 }
 
 void Backup_File_Info::operator<<(const platform::json::Object& object) try {
-  Backup_File_Info read = *this;
-  read_fields(object, read);
-  *this = std::move(read);
+  read_fields(object, *this);
 } catch (...) {
   platform::failed();
 }

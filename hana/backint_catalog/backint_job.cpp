@@ -1,7 +1,6 @@
 #include "hana/backint_catalog/backint_job.h"
 
 #include <exception>
-#include <utility>
 
 #include "hana/backint_catalog/detail/record_fields.h"
 #include "platform/json/object.h"
@@ -61,9 +60,7 @@ void Backint_Backup_Job_Info::operator>>(platform::json::Object& object) const t
 }
 
 void Backint_Backup_Job_Info::operator<<(const platform::json::Object& object) try {
-  Backint_Backup_Job_Info read = *this;
-  read_fields(object, read);
-  *this = std::move(read);
+  read_fields(object, *this);
 } catch (...) {
   platform::failed();
 }

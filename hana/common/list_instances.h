@@ -20,7 +20,7 @@ namespace sap_hana {
 class GUSTAIKRUM_EXPORT System_Instance_Lister {
  public:
   System_Instance_Lister();
-  ~System_Instance_Lister();
+  ~System_Instance_Lister();  // NOLINT(performance-trivially-destructible): exported
 
   // Appends one record for each instance of each system, in ascending order of the start services' pids; the list is
   // not cleared. Where several processes tell of one instance, the first counts, but one that can be believed takes the

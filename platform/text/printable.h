@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -11,6 +10,7 @@ namespace platform {
 // bytes, C2 80 to C2 9F).
 inline std::string printable(std::string_view text) {
   const auto byte = [&](std::size_t at) { return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U; };
+  constexpr char DIGITS[] = "0123456789ABCDEF";
   std::string shown;
   shown.reserve(text.size());
   for (std::size_t at = 0; at < text.size(); ++at) {
@@ -19,9 +19,8 @@ inline std::string printable(std::string_view text) {
       shown += text[at];
       continue;
     }
-    char escaped[5];
-    std::snprintf(escaped, sizeof(escaped), "\\x%02X", byte(high ? ++at : at));
-    shown += escaped;
+    const unsigned escaped = byte(high ? ++at : at);
+    shown.append("\\x").append(1, DIGITS[escaped / 16]).append(1, DIGITS[escaped % 16]);
   }
   return shown;
 }
