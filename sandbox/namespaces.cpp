@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -136,9 +137,11 @@ void mark(Way way) {
 
 // Lets nobody in here, root included, change what is mounted now.
 void seal() {
-  mount_attr attributes{};
-  attributes.attr_set = MOUNT_ATTR_RDONLY;
-  if (::mount_setattr(AT_FDCWD, "/", AT_RECURSIVE, &attributes, sizeof(attributes)) != 0) fail("sealing");
+  // mount_setattr() of Linux 5.12, which older C libraries lack: what to set, to clear and two more.
+  constexpr long mount_setattr = 442;
+  constexpr int recursive = 0x8000;
+  const std::uint64_t read_only[4] = {1};
+  if (::syscall(mount_setattr, AT_FDCWD, "/", recursive, read_only, sizeof(read_only)) != 0) fail("sealing");
 }
 
 // Makes the new namespaces this sandbox's own. The process is the first of its pid namespace.

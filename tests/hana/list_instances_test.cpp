@@ -216,6 +216,7 @@ class StartServices : public SystemInstanceLister {
     fs::permissions("/tmp/runs", fs::perms(0666));
     fs::create_directories("/usr/sap/other/HDB90/exe");
     ::mkfifo("/tmp/pause", 0666);
+    fs::permissions("/tmp/pause", fs::perms(0666));
   }
 
   // Lists in a caller that has prepared itself. True if there is just this version, whose tool has run if there is one.
