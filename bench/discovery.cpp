@@ -77,9 +77,9 @@ void discovery() {
   const sandbox::Host host;
   const double nothing = system_calls([] {});
   compare("list of two instances", system_calls(list_instances) - nothing, "system calls wanted", 200, 1, Unit::count);
-  compare("host_report of the default host", system_calls(report) - nothing, "system calls wanted", 700, 1,
+  compare("gustaikrum-report of the default host", system_calls(report) - nothing, "system calls wanted", 700, 1,
           Unit::count);
-  race_runs({"host_report of the default host",
+  race_runs({"gustaikrum-report of the default host",
              [] { finish(start_program({BENCH_HOST_REPORT})); },
              {{"ps, grep, awk, ss in a shell",
                [] {

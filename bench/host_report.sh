@@ -1,4 +1,4 @@
-# What a person would type to learn what host_report shows.
+# What a person would type to learn what gustaikrum-report shows.
 listening=$(ss -ltn)
 ps -eo user:20,args | grep 'HDB[0-9][0-9]/exe/sapstartsrv' | grep -v grep | while read -r user program _; do
   executables=${program%/*}

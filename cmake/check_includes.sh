@@ -1,6 +1,6 @@
 #!/bin/bash
 # Fails if a folder uses what does not lie below it:
-# examples, tests, bench, sandbox -> hana -> platform -> third party.
+# examples, tools, tests, bench, sandbox -> hana -> platform -> third party.
 cd "$(dirname "$0")/.." || exit 1
 status=0
 
@@ -15,8 +15,11 @@ forbid() {
 
 forbid 'platform includes a project header from outside of it' '^\s*#\s*include\s*"(?!platform/)' platform
 forbid 'hana includes a project header from outside of hana and platform' '^\s*#\s*include\s*"(?!(hana|platform)/)' hana
-forbid 'a project header is included as if it were third party' '^\s*#\s*include\s*<(hana|platform|sandbox|tests)/' \
-    hana platform sandbox tests
+forbid 'examples include a project header that is not an example' '^\s*#\s*include\s*"(?!examples/)' examples
+forbid 'tools include a project header from outside of tools, the examples, hana and platform' \
+    '^\s*#\s*include\s*"(?!(tools|examples|hana|platform)/)' tools
+forbid 'a project header is included as if it were third party' '^\s*#\s*include\s*<(hana|platform|sandbox|tests|tools)/' \
+    hana platform sandbox tests tools
 # "files text" for each use of one of the platform's folders by another.
 uses() {
     grep -rPo --include='*.h' --include='*.cpp' '^\s*#\s*include\s*"platform/\K\w+(?=/)' platform |

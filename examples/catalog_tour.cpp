@@ -175,20 +175,20 @@ class Run {
   sap_hana::Backint_Backup_Job_Info job_;
 };
 
-// The first line of a file, byte by byte, so that no buffer keeps a copy.
+// The first line of a file, up to LF or CR LF, byte by byte, so that no buffer keeps a copy.
 bool read_password(const char* path, platform::secure_string& password) {
   const bool standard_input = std::strcmp(path, "-") == 0;
   const int fd = standard_input ? STDIN_FILENO : ::open(path, O_RDONLY | O_CLOEXEC);
   if (fd < 0) return false;
   char c = '\0';
-  while (::read(fd, &c, 1) == 1 && c != '\n')
+  while (::read(fd, &c, 1) == 1 && c != '\n' && c != '\r')
     password.push_back(c);
   if (!standard_input) ::close(fd);
   return true;
 }
 
 bool read_arguments(int argc, char** argv, platform::HTTP_Session_Options& options) {
-  if (argc < 2 || argc % 2 != 0) return false;
+  if (argc < 2 || argc % 2 != 0 || argv[1][0] == '-') return false;
   options.base_url = argv[1];
   for (int i = 2; i < argc; i += 2) {
     const std::string name = argv[i];
@@ -208,8 +208,9 @@ bool read_arguments(int argc, char** argv, platform::HTTP_Session_Options& optio
 int main(int argc, char** argv) {
   platform::HTTP_Session_Options options;
   if (!read_arguments(argc, argv, options)) {
-    std::cerr << "usage: catalog_tour URL [--user NAME --password-file FILE] [--ca-file FILE]\n";
-    return 2;
+    const bool asked = argc == 2 && std::strcmp(argv[1], "--help") == 0;
+    (asked ? std::cout : std::cerr) << "usage: catalog_tour URL [--user NAME --password-file FILE] [--ca-file FILE]\n";
+    return asked ? 0 : 2;
   }
 
   std::cout << "A Backint run of " << DATABASE << '@' << SID << ", recorded at " << options.base_url << "\n\n";

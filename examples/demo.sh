@@ -1,5 +1,5 @@
 #!/bin/bash
-# What the example programs show on a simulated HANA host: demo.sh PROGRAM_FOLDER [HOST_FILE]
+# What the tools show on a simulated HANA host: demo.sh PROGRAM_FOLDER [HOST_FILE]
 set -euo pipefail
 programs=$1
 
@@ -11,7 +11,7 @@ show() {
     printf '%s' "$input" | "$programs/$1" "${@:2}"
 }
 
-show Manager1 host_report --password-file -
+show Manager1 gustaikrum-report --password-file=-
 
 # Another host has other instances, which nobody asked to be stopped.
 [ -z "${2-}" ] || exit 0
@@ -20,7 +20,7 @@ if [ "$(awk '{users += $3} END {print users}' /proc/self/uid_map)" = 1 ]; then
     printf '\nStopping and starting need a second user, whom this sandbox has not: run this as root to see them.\n'
     exit 0
 fi
-show "" instance_tool stop HXE HDB90
-show "" instance_tool start HXE HDB90
-show Manager1 instance_tool stop HXE HDB90 TEN1 --password-file -
-show Manager1 instance_tool start HXE HDB90 TEN1 --password-file -
+show "" gustaikrum-instance stop HXE HDB90
+show "" gustaikrum-instance start HXE HDB90
+show Manager1 gustaikrum-instance stop HXE HDB90 TEN1 --password-file=-
+show Manager1 gustaikrum-instance start HXE HDB90 TEN1 --password-file=-

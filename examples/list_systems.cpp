@@ -5,8 +5,8 @@
 
 int main() {
   sap_hana::System_Instance_Info_List instances;
-  if (!sap_hana::System_Instance_Lister().list(instances)) {
-    std::cerr << "no SAP HANA system runs on this host\n";
+  if (!sap_hana::System_Instance_Lister().list(instances) || instances.empty()) {
+    std::cerr << "no SAP HANA instance can be seen on this host; is this root?\n";
     return 1;
   }
   for (const sap_hana::System_Instance_Info& instance : instances) {

@@ -63,9 +63,10 @@ int main(int argc, char** argv) {
 
   sandbox::Catalog_Service_Options options;
   if (!read_arguments(argc, argv, options)) {
-    std::cerr << "usage: catalog_service [--port N] [--database FILE] [--user NAME --password-file FILE]"
-                 " [--tls FOLDER]\n";
-    return 2;
+    const bool asked = argc == 2 && std::string(argv[1]) == "--help";
+    (asked ? std::cout : std::cerr) << "usage: catalog_service [--port N] [--database FILE]"
+                                       " [--user NAME --password-file FILE] [--tls FOLDER]\n";
+    return asked ? 0 : 2;
   }
   try {
     const sandbox::Catalog_Service service(options);

@@ -1,5 +1,6 @@
 // sandbox: runs a command on a simulated HANA host.
 
+#include <getopt.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -21,16 +22,28 @@
 namespace {
 
 constexpr const char* usage =
-    "usage: sandbox run [--host FILE] [--bare] -- COMMAND [ARGUMENT...]\n"
-    "       sandbox shell [--host FILE]\n"
-    "       sandbox probe\n"
+    "Usage: sandbox run [--host=FILE] [--bare] -- COMMAND [ARGUMENT...]\n"
+    "  or:  sandbox shell [--host=FILE]\n"
+    "  or:  sandbox probe\n"
+    "Runs a command on a simulated SAP HANA host, which goes with it.\n"
     "\n"
-    "run    runs the command on a simulated HANA host and ends with its exit status\n"
-    "shell  opens a shell there\n"
-    "probe  tells how a sandbox would be entered on this machine\n"
+    "  run           runs the command there and ends with its exit status\n"
+    "  shell         opens a shell there\n"
+    "  probe         tells how a sandbox would be entered on this machine; 1 if it cannot be\n"
     "\n"
-    "--host FILE  the host's description instead of the default one (see docs/sandbox.md)\n"
-    "--bare       no host at all: the command builds its own; it cannot change the rest of the machine's files\n";
+    "  --host=FILE   the host's description instead of the default one; gustaikrum-report --record writes one\n"
+    "  --bare        no host at all: the command builds its own; it cannot change the rest of the machine's files\n"
+    "  -h, --help    show this and exit\n"
+    "      --version show the version and exit\n"
+    "\n"
+    "Exit status: the command's, 128 and the number of the signal that ended it, 127 if it cannot be run, or 2 for a\n"
+    "wrong call and where no sandbox is possible.\n";
+
+// A wrong call; the text says what is wrong.
+class Wrong_Call : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 struct Request {
   std::string verb;
@@ -39,24 +52,31 @@ struct Request {
   std::vector<char*> command;  // with its terminating null
 };
 
-Request parse(char** argv) {
+constexpr option OPTIONS[] = {{"host", required_argument, nullptr, 'f'},
+                              {"bare", no_argument, nullptr, 'b'},
+                              {"help", no_argument, nullptr, 'h'},
+                              {"version", no_argument, nullptr, 'v'},
+                              {}};
+
+// Options stand before and after the verb, up to the command. What is asked for with --help is the verb "help".
+Request parse(int argc, char** argv) {
   Request request;
-  if (*++argv == nullptr) throw std::invalid_argument(usage);
-  request.verb = *argv++;
-  for (; *argv != nullptr && std::strcmp(*argv, "--") != 0; ++argv) {
-    const std::string option = *argv;
-    if (option == "--bare") {
-      request.bare = true;
-    } else if (option == "--host" && argv[1] != nullptr) {
-      request.host_file = *++argv;
-    } else {
-      throw std::invalid_argument(usage);
+  for (int found;;) {
+    while ((found = ::getopt_long(argc, argv, "+h", OPTIONS, nullptr)) != -1) {
+      if (found == 'f') request.host_file = optarg;
+      if (found == 'b') request.bare = true;
+      if (found == 'h' || found == 'v') return {found == 'h' ? "help" : "version", "", false, {}};
+      if (found == '?') throw Wrong_Call("");
     }
+    if (optind == argc || !request.verb.empty() || std::strcmp(argv[optind - 1], "--") == 0) break;
+    request.verb = argv[optind++];
   }
-  if (*argv != nullptr) ++argv;
-  for (; *argv != nullptr; ++argv)
-    request.command.push_back(*argv);
-  if (request.command.empty() != (request.verb != "run")) throw std::invalid_argument(usage);
+  request.command.assign(argv + optind, argv + argc);
+  if (request.verb != "run" && request.verb != "shell" && request.verb != "probe")
+    throw Wrong_Call("run, shell or probe is needed\n");
+  if (request.command.empty() && request.verb == "run") throw Wrong_Call("no command is given\n");
+  if (!request.command.empty() && request.verb != "run")
+    throw Wrong_Call("unexpected '" + std::string(request.command.front()) + "'\n");
   return request;
 }
 
@@ -125,19 +145,24 @@ int carry_out(const Request& request) {
     std::printf("%s%s%s\n", describe(way), reason.empty() ? "" : ": ", reason.c_str());
     return way == sandbox::Way::none ? 1 : 0;
   }
-  if (request.verb == "run" || request.verb == "shell") return run_in_sandbox(request);
-  throw std::invalid_argument(usage);
+  if (request.verb == "help") return std::fputs(usage, stdout) < 0 ? 2 : 0;
+  if (request.verb == "version") return std::puts("sandbox " GUSTAIKRUM_VERSION) < 0 ? 2 : 0;
+  return run_in_sandbox(request);
 }
 
 }  // namespace
 
-int main(int, char** argv) {
+int main(int argc, char** argv) {
   try {
-    const int status = carry_out(parse(argv));
+    const int status = carry_out(parse(argc, argv));
     // No leak check: it would have to start a thread, which a process whose namespaces have lost their first process
     // cannot.
     std::fflush(nullptr);
     ::_exit(status);
+  } catch (const Wrong_Call& wrong) {
+    std::fprintf(stderr, "%s%sTry 'sandbox --help' for more information.\n",
+                 *wrong.what() == '\0' ? "" : "sandbox: ", wrong.what());
+    return 2;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 2;

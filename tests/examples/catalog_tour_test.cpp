@@ -24,6 +24,7 @@ TEST(CatalogTour, it_leaves_the_catalog_as_it_was_and_says_where_it_ends) {
       {"echo falsch | " + call + "-" + trusting, 1, "status 401\n"},
       {"echo geheim | " + call + "-", 1, "signed certificate"},
       {call + "/nonexistent", 2, ""},
+      {std::string(CATALOG_TOUR) + " --help", 0, "usage: catalog_tour URL"},
   };
   for (const auto& c : cases) {
     const test::Outcome outcome = test::run_command(c.command);

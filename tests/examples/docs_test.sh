@@ -39,7 +39,7 @@ type_block() {
 is_possible() {
     case $(<"$1") in
     *guide_control*) setpriv --reuid=65534 true 2>/dev/null ;;
-    *host_report*) [ "$(uname -n)" = hxehost ] ;;
+    *gustaikrum-report*) [ "$(uname -n)" = hxehost ] ;;
     esac
 }
 
@@ -52,7 +52,7 @@ check_references() {
     done < <(grep -o '](\([^)]*\))' "$work/prose" | sed 's/^](//; s/)$//' | grep -v '^https\?:\|^#')
     while read -r target; do
         compgen -G "$target" >/dev/null || fail "$1" "no such path: $target"
-    done < <(grep -o '`\(bench\|cmake\|docs\|examples\|fuzz\|hana/[bc][a-z_]*\|platform\|sandbox\|tests\)/[^` ]*`' "$work/prose" |
+    done < <(grep -o '`\(bench\|cmake\|docs\|examples\|fuzz\|hana/[bc][a-z_]*\|platform\|sandbox\|tests\|tools\)/[^` ]*`' "$work/prose" |
         tr -d '\`' | grep -vF ... | sed 's/NAME/*/')
     while read -r target; do
         grep -q "^cmd_$target()" dev || fail "$1" "no such command: ./dev $target"

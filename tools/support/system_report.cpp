@@ -1,7 +1,12 @@
-#include "examples/support/system_report.h"
+#include "tools/support/system_report.h"
 
-#include "examples/support/terminal.h"
+#include <unistd.h>
+
+#include <map>
+
+#include "examples/log_reasons.h"
 #include "hana/common/environ_getter.h"
+#include "hana/common/instance_control.h"
 #include "hana/common/nameserver_config_parser.h"
 #include "hana/common/replication_state_getter.h"
 #include "hana/common/server_port_manager.h"
@@ -9,7 +14,7 @@
 #include "platform/files/directory.h"
 #include "platform/process/service_lister.h"
 
-namespace example {
+namespace tools {
 namespace {
 
 using sap_hana::Name_Server_Config_Parser;
@@ -58,8 +63,11 @@ std::vector<Port_Report> read_ports(std::uint16_t instance_number, bool multi_co
 
 Instance_Report read_instance(const sap_hana::System_Instance_Info& instance, bool multi_container) {
   const sap_hana::HANA_Env_Value environment = environment_of(instance);
+  auto state = sap_hana::Instance_Controller::INSTANCE_STATE_UNKNOWN;
+  sap_hana::Instance_Controller(instance.system_info.sid).get_state(instance.instance_number, state);
   return {instance.instance_name,
           instance.instance_number,
+          state == sap_hana::Instance_Controller::INSTANCE_STATE_RUNNING,
           instance.system_info.localhost,
           instance.system_info.version,
           environment.user,
@@ -78,7 +86,7 @@ std::optional<Answer> ask(Name_Server_Config_Parser& config, bool (Name_Server_C
 
 // The name server's view of the system. A key may well be missing, or the whole file.
 void read_topology(System_Report& report) {
-  const Quiet quiet;
+  const Log_Reasons unused;
   Name_Server_Config_Parser config(report.sid);
   report.master = ask(config, &Name_Server_Config_Parser::get_master);
   report.worker = ask(config, &Name_Server_Config_Parser::get_worker);
@@ -94,8 +102,6 @@ void read_topology(System_Report& report) {
   report.operation_mode = state.operation_mode;
 }
 
-}  // namespace
-
 System_Report read_system(const std::string& sid, const sap_hana::System_Instance_Info_List& instances) {
   System_Report report{};
   report.sid = sid;
@@ -104,7 +110,31 @@ System_Report read_system(const std::string& sid, const sap_hana::System_Instanc
   read_topology(report);
   for (const sap_hana::System_Instance_Info& instance : instances)
     report.instances.push_back(read_instance(instance, report.multi_container));
+  report.for_sql = instances.front();
+  report.for_sql.system_info.multi_container = report.multi_container;  // a listing does not tell
   return report;
 }
 
-}  // namespace example
+}  // namespace
+
+std::list<System_Report> read_systems(const sap_hana::System_Instance_Info_List& listed, const std::string& only) {
+  std::map<std::string, sap_hana::System_Instance_Info_List> systems;
+  for (const sap_hana::System_Instance_Info& instance : listed) {
+    const std::string& sid = instance.system_info.sid;
+    if (only.empty() || sid == only) systems[sid].push_back(instance);
+  }
+  std::list<System_Report> reports;
+  for (auto& [sid, instances] : systems) {
+    instances.sort([](const auto& a, const auto& b) { return a.instance_number < b.instance_number; });
+    reports.push_back(read_system(sid, instances));
+  }
+  return reports;
+}
+
+std::string host_name() {
+  char name[256] = "";
+  ::gethostname(name, sizeof(name) - 1);
+  return name;
+}
+
+}  // namespace tools

@@ -1,4 +1,4 @@
-#include "examples/support/password.h"
+#include "tools/support/password.h"
 
 #include <fcntl.h>
 #include <string.h>
@@ -10,7 +10,7 @@
 
 #include "platform/files/unique_fd.h"
 
-namespace example {
+namespace tools {
 namespace {
 
 constexpr std::size_t LIMIT = 1000;
@@ -30,6 +30,8 @@ bool read_line(int file, platform::secure_string& line) {
   while ((got = read_character(file, character)) == 1 && character != '\n' && line.size() <= LIMIT)
     line.push_back(character);
   ::explicit_bzero(&character, sizeof(character));
+  if (const std::size_t size = line.size(); size > 0 && line.c_str()[size - 1] == '\r')
+    line = platform::secure_string(line.c_str(), size - 1);  // written on another system
   return got >= 0;
 }
 
@@ -51,4 +53,4 @@ bool read_password(const std::string& path, platform::secure_string& password) {
   return true;
 }
 
-}  // namespace example
+}  // namespace tools

@@ -8,7 +8,7 @@
 
 #include "hana/common/list_instances.h"
 
-namespace example {
+namespace tools {
 
 struct Port_Report {
   const char* server;
@@ -20,6 +20,7 @@ struct Port_Report {
 struct Instance_Report {
   std::string name;
   std::uint16_t number;
+  bool running;  // SQL is served; its start service runs in any case
   std::string host;
   std::string version;
   std::string user;
@@ -43,9 +44,14 @@ struct System_Report {
   std::string replication_mode;  // empty for a system that is not replicated
   std::string operation_mode;
   std::list<Instance_Report> instances;
+  sap_hana::System_Instance_Info for_sql;  // whose hdbsql to ask
 };
 
-// Reads what there is about a system, whose running instances are given, without asking its database.
-System_Report read_system(const std::string& sid, const sap_hana::System_Instance_Info_List& instances);
+// Reads what there is about each system whose instances are listed, or of the one named, without asking its database:
+// systems by SID, instances by number.
+std::list<System_Report> read_systems(const sap_hana::System_Instance_Info_List& listed, const std::string& only);
 
-}  // namespace example
+// This host's own name.
+std::string host_name();
+
+}  // namespace tools
