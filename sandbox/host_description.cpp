@@ -4,6 +4,7 @@
 #include <boost/property_tree/info_parser.hpp>
 #include <cctype>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <regex>
 #include <sstream>
@@ -82,6 +83,17 @@ Instance_Description read_instance(const Source& source, const std::string& valu
              {{"version", text_into(instance.version)},
               {"old_version_format", flag_into(source, "old_version_format", instance.old_version_format)},
               {"running", flag_into(source, "running", instance.running)},
+              {"listening",
+               [&](const std::string& ports, const Tree&) {
+                 std::istringstream stream(ports);
+                 instance.listening.emplace(std::istream_iterator<int>(stream), std::istream_iterator<int>());
+                 if (!stream.eof()) source.fail("listening", ports, "'listening' has to be ports");
+               }},
+              {"trace",
+               [&instance](const std::string& name, const Tree&) {
+                 if (!instance.traces) instance.traces.emplace();
+                 if (!name.empty()) instance.traces->insert(name);
+               }},
               {"start_service", flag_into(source, "start_service", instance.start_service)},
               {"systemd", flag_into(source, "systemd", instance.systemd)},
               {"unset",
@@ -193,12 +205,14 @@ System_Description read_system(const Source& source, const std::string& sid, con
   system.sid = checked_name(source, "system", sid, "[^/\\s]+");
   std::string mode = "multi";
   std::string landscape_id;
+  bool defaults = true;
   std::vector<std::pair<std::string, const Tree*>> ini_files;
   const Tree* topology = nullptr;
   const Tree* replication = nullptr;
   read_block(
       source, block,
       {{"mode", text_into(mode)},
+       {"defaults", flag_into(source, "defaults", defaults)},
        {"landscape_id", text_into(landscape_id)},
        {"instance", [&](const std::string& value,
                         const Tree& child) { system.instances.push_back(read_instance(source, value, child, true)); }},
@@ -216,7 +230,7 @@ System_Description read_system(const Source& source, const std::string& sid, con
 
   system.multi_container = mode == "multi";
   if (system.users.empty()) system.users.push_back({"SYSTEM", "Manager1"});
-  system.ini = basic_configuration(system, host);
+  if (defaults) system.ini = basic_configuration(system, host);
   if (!landscape_id.empty()) set(system.ini, {"nameserver.ini", "landscape", "id", landscape_id});
   if (topology != nullptr) read_topology(source, system.ini, *topology, host);
   if (replication != nullptr) read_replication(source, system.ini, *replication);
@@ -265,7 +279,7 @@ Host_Description parse_description(const std::string& text) {
   const Tree tree = parse_info(text);
   const Source source(text);
   Host_Description host;
-  host.name = checked_name(source, "host", tree.get("host", host.name), "[A-Za-z0-9.-]+");
+  host.name = checked_name(source, "host", tree.get("host", host.name), "[A-Za-z0-9._-]+");
   read_block(
       source, tree,
       {{"host", [](const std::string&, const Tree&) {}},
@@ -274,6 +288,12 @@ Host_Description parse_description(const std::string& text) {
                       const Tree& block) { host.systems.push_back(read_system(source, sid, block, host.name)); }},
        {"application", [&](const std::string& sid,
                            const Tree& block) { host.systems.push_back(read_application(source, sid, block)); }},
+       {"sapservices",
+        [&](const std::string&, const Tree& block) {
+          host.sapservices_only = true;
+          read_block(source, block,
+                     {{"line", [&](const std::string& line, const Tree&) { host.sapservices.push_back(line); }}});
+        }},
        {"sapservices_line", [&](const std::string& line, const Tree&) { host.sapservices.push_back(line); }}});
   check_numbers(source, host);
   return host;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -49,10 +51,12 @@ struct Environment_Change {
 struct Instance_Description {
   std::string name;  // "HDB90"; of an application server also "ASCS01"
   std::string version = "2.00.071.00.1687900751";
-  bool old_version_format = false;  // hdbsrvutil prints as HANA 1 did
-  bool running = true;              // the database's servers listen
-  bool start_service = true;        // sapstartsrv runs
-  bool systemd = false;             // the start service belongs to systemd, not to sapinit
+  bool old_version_format = false;              // hdbsrvutil prints as HANA 1 did
+  bool running = true;                          // the database's servers listen
+  std::optional<std::set<int>> listening;       // on these ports alone
+  std::optional<std::set<std::string>> traces;  // the entries of its directory that hold traces; else the host's name
+  bool start_service = true;                    // sapstartsrv runs
+  bool systemd = false;                         // the start service belongs to systemd, not to sapinit
   std::vector<Environment_Change> environment;
 };
 
@@ -72,6 +76,7 @@ struct Host_Description {
   bool host_agent = true;
   std::vector<System_Description> systems;
   std::vector<std::string> sapservices;  // further lines, verbatim
+  bool sapservices_only = false;         // no others
 };
 
 // Reads a description in the INFO format that docs/sandbox.md explains. Throws Description_Error.

@@ -33,8 +33,8 @@ constexpr gid_t shared_memory_group = 60000;
 constexpr uid_t first_user = 60001;
 
 // The programs that one stand-in plays.
-constexpr const char* hana_programs[] = {"sapstartsrv",      "hdbdaemon",      "hdbnameserver", "hdbpreprocessor",
-                                         "hdbcompileserver", "hdbindexserver", "hdbsql"};
+constexpr const char* hana_programs[] = {"sapstartsrv",      "hdbdaemon",      "hdbnameserver",       "hdbpreprocessor",
+                                         "hdbcompileserver", "hdbindexserver", "hdbstatisticsserver", "hdbsql"};
 
 void write_file(const fs::path& path, const std::string& text, mode_t mode = 0644) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
@@ -57,10 +57,6 @@ std::string fill_in(const char* form, const std::vector<std::pair<std::string, s
 
 std::string port(const std::string& instance, int offset) {
   return std::to_string(30000 + 100 * instance_number(instance) + offset);
-}
-
-std::string index_server_port(const System_Description& system, const std::string& instance) {
-  return port(instance, system.multi_container ? 13 : 15);
 }
 
 // A number in two digits, as it stands at the end of an instance's name.
@@ -127,6 +123,7 @@ std::string sapservices_line(const System_Description& system, const Instance_De
 std::string sapservices(const Host_Description& host) {
   std::string text = "#!/bin/sh\nlimit.descriptors=1048576\n";
   for (const System_Description& system : host.systems) {
+    if (host.sapservices_only) break;
     for (const Instance_Description& instance : system.instances)
       text += sapservices_line(system, instance, host.name) + "\n";
   }
@@ -195,10 +192,28 @@ void write_hdb_script(const fs::path& dir, const System_Description& system, con
 }
 
 // One line a server: its name and port, in the order in which they are started.
-std::string server_list(const System_Description& system, const std::string& instance) {
-  return "hdbdaemon " + port(instance, 0) + "\nhdbnameserver " + port(instance, 1) + "\nhdbpreprocessor " +
-         port(instance, 2) + "\nhdbcompileserver " + port(instance, 10) + "\nhdbindexserver " +
-         index_server_port(system, instance) + "\n";
+std::string server_list(const System_Description& system, const Instance_Description& instance) {
+  const struct {
+    const char* name;
+    int offset;
+    bool usual = true;
+  } servers[] = {{"hdbdaemon", 0},
+                 {"hdbnameserver", 1},
+                 {"hdbpreprocessor", 2},
+                 {"hdbcompileserver", 10},
+                 {"hdbindexserver", system.multi_container ? 13 : 15},
+                 {"hdbstatisticsserver", 17, false}};
+  std::string list;
+  std::set<int> left = instance.listening.value_or(std::set<int>{});
+  for (const auto& server : servers) {
+    const std::string its_port = port(instance.name, server.offset);
+    const bool listens = left.erase(std::stoi(its_port)) > 0;
+    if (instance.listening ? listens : server.usual) list.append(server.name).append(" ").append(its_port).append("\n");
+  }
+  if (!left.empty())
+    throw Description_Error("host description: no server of " + system.sid + " " + instance.name + " listens on port " +
+                            std::to_string(*left.begin()));
+  return list;
 }
 
 void build_instance(const System_Description& system, const Instance_Description& instance, const std::string& host) {
@@ -209,10 +224,11 @@ void build_instance(const System_Description& system, const Instance_Description
   write_file(profile_path(system.sid, instance.name, host), profile(system, instance, host));
   if (!system.hana) return;
 
-  fs::create_directories(dir / host / "trace");
+  for (const std::string& entry : instance.traces.value_or(std::set<std::string>{host}))
+    fs::create_directories(dir / entry / "trace");
   write_file(dir / "exe" / "manifest", version_text(instance));
   write_file(dir / "exe" / "hdbsrvutil", hdbsrvutil_form, 0755);
-  write_file(system_state(system.sid) + "/" + instance.name + ".servers", server_list(system, instance.name));
+  write_file(system_state(system.sid) + "/" + instance.name + ".servers", server_list(system, instance));
   write_hdb_script(dir, system, instance, host);
 }
 

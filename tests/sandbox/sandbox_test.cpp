@@ -17,7 +17,8 @@ TEST(Sandbox, a_description_that_cannot_be_used_is_refused_with_its_line) {
     const char* description;
     const char* complaint;
   } cases[] = {
-      {"host a\nsystem HXE {\n instance 90\n tenent X\n}", "line 4: unknown key 'tenent'; possible here: ini, "},
+      {"host a\nsystem HXE {\n instance 90\n tenent X\n}",
+       "line 4: unknown key 'tenent'; possible here: defaults, ini, "},
       {"system HXE {\n instance 9\n}", "line 2: 'instance 9' is not a name of the form [0-9][0-9]"},
       {"host a\n\nsystem HXE {", "line 3: unmatched {"},
       {"system HXE {\n instance 00\n}\nsystem ABC {\n instance 00\n}", "line 2: instance number 00 is taken"},

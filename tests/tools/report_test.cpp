@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <string>
 
 #include "sandbox/host.h"
 #include "tests/support/command.h"
+#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -67,6 +69,53 @@ TEST(Report, it_shows_the_host_that_is_there) {
   EXPECT_EQ(run("--sid HXE >/dev/full").status, 3);
 }
 
+// A host that is not as the sandbox would make it.
+constexpr const char* UNUSUAL =
+    "host db-7.example.com  host_agent no  sapservices { line \"# sapstartsrv pf=/x/QAS_HDB11_vhost # of db-7\" }\n"
+    "system QAS { mode multi  defaults no  instance 11 { version 2.0 listening \"31101 31113\" trace vhost trace "
+    "zother\n"
+    "    environment { HOSTNAME vhost DIR_EXECUTABLE \"/a b\" } unset USER }\n"
+    "  ini global.ini { multidb { mode multidb } system_replication { mode \"\" } }\n"
+    "  ini nameserver.ini { roles_vhost \"a \\\"b\\\"\" landscape { standby \"\" active_master vhost:31101 } } }\n"
+    "system OLD { mode single instance 05 { version 1.00.1.2 listening \"30517\" trace \"\" } }\n"
+    "system OFF { instance 06 { running no systemd yes } }";
+
+std::string content_of(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(Report, a_recorded_host_started_in_the_sandbox_is_the_same) {
+  const struct {
+    std::string description;
+    const char* hosts;  // a program that renames them as an anonymous record does
+  } cases[] = {{sandbox::default_description(), "sed s/hxehost/host1/g"},
+               {content_of("sandbox/hosts/scale_out.info"),
+                "sed 's/hana-node-2/host1/g; s/hana-node-1/host2/g; s/hana-node-3/host3/g'"},
+               {UNUSUAL, "sed 's/db-7.example.com/host1.example/g; s/vhost/host2/g; s/zother/host3/g'"}};
+  const test::Temporary_Directory folder;
+  for (const bool anonymous : {false, true}) {
+    for (const auto& c : cases) {
+      const std::string rename =
+          anonymous ? std::string(" | ") + c.hosts + " | sed 's/5fb0d5a1-7c3e[^\"]*/ID/; s/00000000-0000[^\"]*/ID/'"
+                    : "";
+      const std::string record = folder / "record" + std::to_string(&c - cases) + (anonymous ? "a" : "");
+      std::string shown;
+      {
+        const sandbox::Host host(c.description);
+        shown = run("--json" + rename).output;
+        ASSERT_EQ(run("2>/dev/null --record=" + record + (anonymous ? " --anonymous" : "")).status, 0);
+      }
+      const sandbox::Host host(content_of(record));
+      EXPECT_EQ(run("--json" + rename).output, shown) << content_of(record);
+      EXPECT_EQ(run("2>/dev/null --record=-").output, content_of(record));
+      for (const char* name : {"hxehost", "node", "vhost", "zother", "db-7", "5fb0d5a1"})
+        EXPECT_TRUE(!anonymous || content_of(record).find(name) == std::string::npos) << name << content_of(record);
+      EXPECT_THAT(run("--record=" + record).output, HasSubstr("cannot write " + record + ": File exists\n"));
+    }
+  }
+}
+
 TEST(Report, what_it_cannot_show_it_says) {
   const sandbox::Host host("host db-7\nsystem HXE { instance 90 { unset HOSTNAME } }");
   const struct {
@@ -77,7 +126,8 @@ TEST(Report, what_it_cannot_show_it_says) {
       {"--json", 3, "gustaikrum-report: SAP HANA runs on "},
       {"everything", 2, "gustaikrum-report: unexpected 'everything'\nTry 'gustaikrum-report --help' for more "},
       {"--bogus", 2, "gustaikrum-report: unrecognized option '--bogus'\n"},
-      {"--json --user=SYSTEM", 2, "gustaikrum-report: --json shows "},
+      {"--json --user=SYSTEM", 2, "gustaikrum-report: --json and --record hold "},
+      {"--json --record=-", 2, "gustaikrum-report: --json and --record exclude"},
       {"-h", 0, "Usage: gustaikrum-report "},
       {"--version", 0, "gustaikrum-report 0."},
       {"--password-file -", 2, "no password in standard input\n"},
