@@ -163,10 +163,28 @@ std::string version_text(const Instance_Description& instance) {
   return fill_in(instance.old_version_format ? old_version_form : version_form, {{"VERSION", instance.version}});
 }
 
+// Where this program lies, found out as it starts: inside, its path may lead nowhere.
+const fs::path& program_folder() {
+  static const fs::path folder = [] {
+    std::error_code ignored;
+    return fs::read_symlink("/proc/self/exe", ignored).parent_path();
+  }();
+  return folder;
+}
+[[maybe_unused]] const fs::path& found_at_the_start = program_folder();
+
+// Beside this program or its folder where they are built, or where it is installed.
+fs::path stand_in() {
+  for (const char* const path : {"sandbox_tool", "../sandbox/sandbox_tool", SANDBOX_TOOL_FROM_BIN}) {
+    if (fs::exists(program_folder() / path)) return program_folder() / path;
+  }
+  throw std::runtime_error("sandbox: there is no sandbox_tool for " + program_folder().string());
+}
+
 // Each system has a copy of the stand-in, because a link's owner is that of the file.
 std::string tool_of(const std::string& sid) {
   std::string tool = system_state(sid) + "/tool";
-  if (!fs::exists(tool)) fs::copy_file(SANDBOX_TOOL, tool);
+  if (!fs::exists(tool)) fs::copy_file(stand_in(), tool);
   ::chmod(tool.c_str(), 0755);
   return tool;
 }

@@ -22,9 +22,9 @@
 namespace {
 
 constexpr const char* usage =
-    "Usage: sandbox run [--host=FILE] [--bare] -- COMMAND [ARGUMENT...]\n"
-    "  or:  sandbox shell [--host=FILE]\n"
-    "  or:  sandbox probe\n"
+    "Usage: %1$s run [--host=FILE] [--bare] -- COMMAND [ARGUMENT...]\n"
+    "  or:  %1$s shell [--host=FILE]\n"
+    "  or:  %1$s probe\n"
     "Runs a command on a simulated SAP HANA host, which goes with it.\n"
     "\n"
     "  run           runs the command there and ends with its exit status\n"
@@ -39,7 +39,7 @@ constexpr const char* usage =
     "Exit status: the command's, 128 and the number of the signal that ended it, 127 if it cannot be run, or 2 for a\n"
     "wrong call and where no sandbox is possible.\n";
 
-// A wrong call; the text says what is wrong.
+// A wrong call; the text says what is wrong, unless getopt_long() has.
 class Wrong_Call : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -73,10 +73,10 @@ Request parse(int argc, char** argv) {
   }
   request.command.assign(argv + optind, argv + argc);
   if (request.verb != "run" && request.verb != "shell" && request.verb != "probe")
-    throw Wrong_Call("run, shell or probe is needed\n");
-  if (request.command.empty() && request.verb == "run") throw Wrong_Call("no command is given\n");
+    throw Wrong_Call("run, shell or probe is needed");
+  if (request.command.empty() && request.verb == "run") throw Wrong_Call("no command is given");
   if (!request.command.empty() && request.verb != "run")
-    throw Wrong_Call("unexpected '" + std::string(request.command.front()) + "'\n");
+    throw Wrong_Call("unexpected '" + std::string(request.command.front()) + "'");
   return request;
 }
 
@@ -145,8 +145,9 @@ int carry_out(const Request& request) {
     std::printf("%s%s%s\n", describe(way), reason.empty() ? "" : ": ", reason.c_str());
     return way == sandbox::Way::none ? 1 : 0;
   }
-  if (request.verb == "help") return std::fputs(usage, stdout) < 0 ? 2 : 0;
-  if (request.verb == "version") return std::puts("sandbox " GUSTAIKRUM_VERSION) < 0 ? 2 : 0;
+  if (request.verb == "help") return std::printf(usage, program_invocation_short_name) < 0 ? 2 : 0;
+  if (request.verb == "version")
+    return std::printf("%s " GUSTAIKRUM_VERSION "\n", program_invocation_short_name) < 0 ? 2 : 0;
   return run_in_sandbox(request);
 }
 
@@ -160,8 +161,8 @@ int main(int argc, char** argv) {
     std::fflush(nullptr);
     ::_exit(status);
   } catch (const Wrong_Call& wrong) {
-    std::fprintf(stderr, "%s%sTry 'sandbox --help' for more information.\n",
-                 *wrong.what() == '\0' ? "" : "sandbox: ", wrong.what());
+    if (*wrong.what() != '\0') std::fprintf(stderr, "%s: %s\n", program_invocation_short_name, wrong.what());
+    std::fprintf(stderr, "Try '%s --help' for more information.\n", program_invocation_short_name);
     return 2;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
