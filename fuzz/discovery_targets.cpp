@@ -1,6 +1,3 @@
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <optional>
 #include <stdexcept>
@@ -10,10 +7,6 @@
 #include "fuzz/fuzz.h"
 #include "hana/common/detail/sapservices.h"
 #include "hana/common/detail/start_services.h"
-#include "hana/common/detail/version_line.h"
-#include "hana/common/utils.h"
-#include "platform/files/ini_file.h"
-#include "platform/files/unique_fd.h"
 #include "platform/process/command_line.h"
 #include "platform/text/natoi.h"
 
@@ -130,45 +123,7 @@ void sapservices(std::string_view input) {
   }
 }
 
-void versions(std::string_view input) {
-  std::size_t dot_runs = 0;
-  for (std::size_t i = 0; i < input.size(); ++i)
-    dot_runs += input[i] == '.' && (i == 0 || input[i - 1] != '.') ? 1 : 0;
-
-  std::uint16_t major = 7, patch = 7;
-  std::uint32_t support_pack = 7;
-  const bool taken = sap_hana::parse_version_string(std::string(input), major, support_pack, patch);
-  fuzz::expect(taken == (dot_runs == 4), "five pieces make a version");
-  if (!taken) fuzz::expect(major == 7 && support_pack == 7 && patch == 7, "nothing is touched");
-}
-
-// A line of "hdbsrvutil -v".
-void version_line(std::string_view input) {
-  boost::cmatch match;
-  const bool found = boost::regex_search(input.data(), input.data() + input.size(), match, sap_hana::GET_VERSION_RE);
-
-  static constexpr std::string_view MARK = "version:";
-  const std::size_t at = input.find(MARK);
-  fuzz::expect(found == (at != std::string_view::npos), "a line with a version is found");
-  if (!found) return;
-  std::string_view rest = input.substr(at + MARK.size());
-  rest.remove_prefix(std::min(rest.find_first_not_of(" \t\r\n\v\f"), rest.size()));
-  fuzz::expect(match.str(1) == rest.substr(0, rest.find_first_not_of("0123456789.")), "its version is what follows");
-}
-
-void ini_file(std::string_view input) {
-  const platform::Unique_Fd file(::memfd_create("ini", MFD_CLOEXEC));
-  const std::string path = "/proc/self/fd/" + std::to_string(file.get());
-  fuzz::expect(::write(file.get(), input.data(), input.size()) >= 0, "there is a file");
-  try {
-    platform::read_ini_file(path);
-  } catch (const std::exception& error) {
-    fuzz::expect(std::string(error.what()).find(path) != std::string::npos, "a fault names the file");
-  }
-}
-
 const bool known = fuzz::add("start_service", start_service) && fuzz::add("process_environment", process_environment) &&
-                   fuzz::add("sapservices", sapservices) && fuzz::add("versions", versions) &&
-                   fuzz::add("version_line", version_line) && fuzz::add("ini_file", ini_file);
+                   fuzz::add("sapservices", sapservices);
 
 }  // namespace

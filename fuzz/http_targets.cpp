@@ -49,26 +49,6 @@ void encoding(std::string_view input) {
   fuzz::expect(fits_request_line(request.target()) && request.target()[0] == '/', "no text breaks the request line");
 }
 
-// Input: a list, a NUL, a token.
-void header_list(std::string_view input) {
-  const std::string list(input.substr(0, input.find('\0')));
-  const std::string token(input.substr(std::min(input.size(), list.size() + 1)));
-  std::vector<std::string> elements;
-  boost::split(elements, list, boost::is_any_of(","));
-  const bool wanted = std::any_of(elements.begin(), elements.end(), [&](std::string element) {
-    boost::trim_if(element, boost::is_any_of(" \t"));
-    return boost::iequals(element, token.c_str());
-  });
-  fuzz::expect(platform::http_header_value_match(list.c_str(), token.c_str(), ',') == wanted, "an element is found");
-
-  platform::HTTP_Response response;
-  for (const std::string& element : elements)
-    response.headers().put(platform::HTTP_HEADER_CONNECTION, element.c_str(), false);
-  response.headers().put(platform::HTTP_HEADER_CONTENT_LENGTH, token.c_str(), true);
-  response.keep_alive();
-  response.content_length();
-}
-
 // Each line of the input is a line of a response's header.
 void header_lines(std::string_view input) {
   platform::HTTP_Headers headers;
@@ -86,7 +66,6 @@ void header_lines(std::string_view input) {
   fuzz::expect(kept.value_or("") == boost::join(wanted, ", "), "what stands behind a name is kept");
 }
 
-const bool known =
-    fuzz::add("encoding", encoding) && fuzz::add("header_list", header_list) && fuzz::add("header_lines", header_lines);
+const bool known = fuzz::add("encoding", encoding) && fuzz::add("header_lines", header_lines);
 
 }  // namespace

@@ -62,18 +62,6 @@ void command_line(std::string_view input) {
   if (text.find('"') == std::string::npos) fuzz::expect(text == arguments[1], "quoted text is one argument");
 }
 
-// Variables and their values, cut at NUL characters.
-void environment(std::string_view input) {
-  platform::Process_Options options(false);
-  for (int count = 0; !input.empty() && options.fault().empty(); ++count) {
-    const std::string value(input.substr(0, input.find('\0')));
-    input.remove_prefix(std::min(input.size(), value.size() + 1));
-    if (options.setenv("NAME", "%s", value.c_str()) != 0) break;
-    fuzz::expect("NAME=" + value == options.env_argv()[count], "a value is kept whole");
-  }
-}
-
-const bool known =
-    fuzz::add("lines", lines) && fuzz::add("command_line", command_line) && fuzz::add("environment", environment);
+const bool known = fuzz::add("lines", lines) && fuzz::add("command_line", command_line);
 
 }  // namespace
