@@ -16,6 +16,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <set>
 #include <thread>
 
@@ -181,32 +182,18 @@ const Service services[] = {
      "trap : CONT; kill -STOP $$; while :; do printf -v x %20000000s; x=; read -rt 0.05 <>/tmp/pause; done", "60001"},
 };
 
-class Service_Process {
- public:
-  explicit Service_Process(const Service& service) : pid_(::fork()) {
-    if (pid_ == 0) {
-      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-      const std::string sid = std::string("SAPSYSTEMNAME=") + service.sid;
-      const char* const environment[] = {"HOSTNAME=h", "TINSTANCE=90", sid.c_str(),
-                                         "DIR_EXECUTABLE=/usr/sap/HXE/HDB90/exe", nullptr};
-      if (service.become()) {
-        ::execle("/bin/bash", "/usr/sap/HXE/HDB90/exe/sapstartsrv", "-pc", service.script, nullptr, environment);
-      }
-      ::_exit(127);
-    }
-    int status = 0;
-    ::waitpid(pid_, &status, WUNTRACED);
-    EXPECT_TRUE(WIFSTOPPED(status)) << service.what;
-    ::kill(pid_, SIGCONT);
-  }
-  ~Service_Process() {
-    ::kill(pid_, SIGKILL);
-    ::waitpid(pid_, nullptr, 0);
-  }
+std::unique_ptr<test::Child> run(const Service& service) {
+  auto process = std::make_unique<test::Child>([&service] {
+    const std::string sid = std::string("SAPSYSTEMNAME=") + service.sid;
+    const char* const environment[] = {"HOSTNAME=h", "TINSTANCE=90", sid.c_str(),
+                                       "DIR_EXECUTABLE=/usr/sap/HXE/HDB90/exe", nullptr};
+    if (!service.become()) return;
+    ::execle("/bin/bash", "/usr/sap/HXE/HDB90/exe/sapstartsrv", "-pc", service.script, nullptr, environment);
+  });
+  process->go_on();
+  return process;
+}
 
- private:
-  const pid_t pid_;
-};
 class StartServices : public SystemInstanceLister {
  protected:
   void SetUp() override {
@@ -235,7 +222,7 @@ class StartServices : public SystemInstanceLister {
 
 TEST_F(StartServices, what_one_names_is_run_for_a_believed_one_as_its_user) {
   for (const Service& service : services) {
-    const Service_Process process(service);
+    const auto process = run(service);
     for (int round = 0; round < (service.script == STILL ? 1 : 30); ++round) {
       std::ofstream("/tmp/runs");
       EXPECT_EQ(list(), Records{std::string(service.sid) + " HDB90 " + service.version}) << service.what;
@@ -256,7 +243,7 @@ TEST_F(StartServices, what_runs_for_a_caller_that_is_not_root) {
       set.effective = set.permitted;
     return ::syscall(SYS_capset, &header, sets) == 0;
   };
-  const Service_Process strangers({"a stranger's", "HXE", as_stranger, STILL, ""});
+  const auto strangers = run({"a stranger's", "HXE", as_stranger, STILL, ""});
   EXPECT_TRUE(a_caller_finds(as_stranger, "65534")) << "his own";
   EXPECT_TRUE(a_caller_finds(with_capabilities, "")) << "a stranger's";
 }

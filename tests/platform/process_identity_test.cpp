@@ -3,46 +3,16 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "sandbox/way.h"
+#include "tests/support/child.h"
 
 namespace {
 
 using platform::Process_Identity;
 using platform::Process_Owner;
-
-// A child that does what `body` says and is stopped then, until it goes on or is destroyed.
-class Stopped_Child {
- public:
-  template <class Body>
-  explicit Stopped_Child(Body body) : pid_(::fork()) {
-    if (pid_ == 0) {
-      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-      body();
-      ::_exit(127);
-    }
-    expect_stop();
-  }
-  ~Stopped_Child() {
-    ::kill(pid_, SIGKILL);
-    ::waitpid(pid_, nullptr, 0);
-  }
-  Stopped_Child(const Stopped_Child&) = delete;
-  Stopped_Child& operator=(const Stopped_Child&) = delete;
-
-  pid_t pid() const { return pid_; }
-  void go_on() { ::kill(pid_, SIGCONT); }
-  void expect_stop() {
-    int status = 0;
-    EXPECT_EQ(::waitpid(pid_, &status, WUNTRACED), pid_);
-    EXPECT_TRUE(WIFSTOPPED(status));
-  }
-
- private:
-  const pid_t pid_;
-};
+using test::Child;
 
 void run(const char* script) {
   ::execl("/bin/sh", "sh", "-pc", script, nullptr);
@@ -53,16 +23,16 @@ TEST(ProcessIdentity, the_owner_has_started_the_program_or_root_has) {
   EXPECT_EQ(Process_Identity(0).owner(0), Process_Owner::STRANGER) << "no process";
   if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
 
-  const Stopped_Child started_by_it([] {
+  const Child started_by_it([] {
     if (::setuid(65534) == 0) run("kill -STOP $$");
   });
-  const Stopped_Child started_by_root([] {
+  const Child started_by_root([] {
     if (::setuid(65534) == 0) ::raise(SIGSTOP);
   });
-  const Stopped_Child started_with_its_rights([] {
+  const Child started_with_its_rights([] {
     if (::setreuid(0, 65534) == 0) run("kill -STOP $$");
   });
-  const Stopped_Child with_rights_of_another([] {
+  const Child with_rights_of_another([] {
     if (::setresuid(65534, 65533, 65533) == 0) run("kill -STOP $$");
   });
   const struct {
@@ -82,7 +52,7 @@ TEST(ProcessIdentity, the_owner_has_started_the_program_or_root_has) {
 }
 
 TEST(ProcessIdentity, another_program_and_an_end_are_changes) {
-  Stopped_Child child([] { run("kill -STOP $$; exec sh -c 'kill -STOP $$'"); });
+  const Child child([] { run("kill -STOP $$; exec sh -c 'kill -STOP $$'"); });
   const Process_Identity first(child.pid());
   EXPECT_TRUE(first.is_unchanged());
 
@@ -92,8 +62,7 @@ TEST(ProcessIdentity, another_program_and_an_end_are_changes) {
   const Process_Identity second(child.pid());
   EXPECT_TRUE(second.is_unchanged());
 
-  ::kill(child.pid(), SIGKILL);
-  ::waitid(P_PID, static_cast<id_t>(child.pid()), nullptr, WEXITED | WNOWAIT);
+  child.end();
   EXPECT_FALSE(second.is_unchanged());
   EXPECT_FALSE(Process_Identity(child.pid()).is_unchanged()) << "an ended one has none";
 }

@@ -20,6 +20,10 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 
 }  // namespace
 
+Child::Child(const std::function<void()>& body) {
+  start(body);
+}
+
 Child::Child(const std::string& name, const std::vector<std::string>& arguments,
              const std::vector<std::string>& environment, uid_t user) {
   std::vector<std::string> argv{name, "-c", "kill -STOP $$"};
@@ -30,16 +34,9 @@ Child::Child(const std::string& name, const std::vector<std::string>& arguments,
 
   const std::vector<char*> argv_pointers = pointers(argv);
   const std::vector<char*> envp_pointers = pointers(envp);
-  pid_ = ::fork();
-  if (pid_ == 0) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  start([&] {
     if (user == ::geteuid() || ::setuid(user) == 0) ::execve("/bin/sh", argv_pointers.data(), envp_pointers.data());
-    ::_exit(127);
-  }
-  // It stops itself once it runs, and /proc shows all of it.
-  siginfo_t state{};
-  EXPECT_EQ(::waitid(P_PID, static_cast<id_t>(pid_), &state, WSTOPPED | WEXITED | WNOWAIT), 0);
-  EXPECT_EQ(state.si_code, CLD_STOPPED);
+  });
 }
 
 Child::~Child() {
@@ -47,7 +44,27 @@ Child::~Child() {
   ::waitpid(pid_, nullptr, 0);
 }
 
-void Child::end() {
+void Child::start(const std::function<void()>& body) {
+  pid_ = ::fork();
+  if (pid_ == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    body();
+    ::_exit(127);
+  }
+  expect_stop();  // it runs then, and /proc shows all of it
+}
+
+void Child::go_on() const {
+  ::kill(pid_, SIGCONT);
+}
+
+void Child::expect_stop() const {
+  int status = 0;
+  EXPECT_EQ(::waitpid(pid_, &status, WUNTRACED), pid_);
+  EXPECT_TRUE(WIFSTOPPED(status));
+}
+
+void Child::end() const {
   ::kill(pid_, SIGKILL);
   ::waitid(P_PID, static_cast<id_t>(pid_), nullptr, WEXITED | WNOWAIT);
 }
