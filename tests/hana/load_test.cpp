@@ -94,11 +94,15 @@ void serve_catalog() {
   ::close(pipe[1]);
 }
 
+// Through one session, which all threads share.
 bool record_a_job() {
   static std::atomic<int> number{0};
-  platform::HTTP_Session_Options options;
-  options.base_url = catalog_url;
-  platform::JSON_HTTP_Session session(platform::make_http_session(options), 0, 0);
+  static const platform::HTTP_Session_var shared = [] {
+    platform::HTTP_Session_Options options;
+    options.base_url = catalog_url;
+    return platform::make_http_session(options);
+  }();
+  platform::JSON_HTTP_Session session(shared, 0, 0);
   sap_hana::Backint_Catalog_helper helper;
   sap_hana::Backint_Backup_Job_Info job, found;
   job.uuid = std::to_string(++number);

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <thread>
 
 #include "platform/http/http_encoding.h"
 #include "platform/http/http_session.h"
@@ -260,26 +259,6 @@ TEST(HttpSession, a_broken_pipe_that_waits_for_its_thread_goes_on_waiting) {
   const timespec at_once{};
   EXPECT_EQ(::sigtimedwait(&pipe, nullptr, &at_once), SIGPIPE);
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-}
-
-TEST(HttpSession, threads_that_share_one_get_their_own_answers) {
-  Scripted_Server server({{"", Then::ECHO}});
-  const HTTP_Session_var session = session_for(server);
-  std::vector<std::thread> threads;
-  for (const std::string path : {"/one", "/another"}) {
-    threads.emplace_back([session, path] {
-      for (int i = 0; i < 100; ++i) {
-        const std::string target = path + std::to_string(i);
-        HTTP_Response response;
-        EXPECT_EQ(session->send("GET", HTTP_Request(0, target.c_str(), false), nullptr, response),
-                  HTTP_Outcome::COMPLETE);
-        EXPECT_EQ(response.body().substr(0, response.body().find(" HTTP")), "GET " + target);
-      }
-    });
-  }
-  for (std::thread& thread : threads)
-    thread.join();
-  EXPECT_LE(server.connections(), 2U);
 }
 
 TEST(JsonHttpSession, only_what_cannot_be_done_twice_is_tried_again) {

@@ -110,7 +110,6 @@ bool Scripted_Server::read_request(const platform::Unique_Fd& connection, Script
 
   const std::lock_guard<std::mutex> lock(mutex_);
   answer = answers_[std::min(requests_.size(), answers_.size() - 1)];
-  if (answer.then == Scripted_Answer::ECHO) answer = whole(text, "200 OK", "", Scripted_Answer::KEEP);
   requests_.push_back(std::move(text));
   return true;
 }

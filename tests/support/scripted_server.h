@@ -18,8 +18,7 @@ struct Scripted_Answer {
     RESET,  // ends it by an error
     HANG,   // neither sends nor closes
     FLOOD,  // sends `more` again and again
-    DRIP,   // sends a byte every 20 ms
-    ECHO    // sends the request back as a whole response's body, and waits for the next one
+    DRIP    // sends a byte every 20 ms
   };
   std::string bytes;
   Then then = CLOSE;
