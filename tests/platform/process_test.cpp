@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <signal.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -28,6 +29,7 @@
 #include "platform/process/text_process_handler.h"
 #include "platform/users/accounts.h"
 #include "sandbox/way.h"
+#include "tests/support/failing_call.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/own_process.h"
 
@@ -86,11 +88,28 @@ std::size_t open_descriptors() {
   return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
-// After each test, on whatever path, no child and no descriptor more than before is left.
+// What a program that the caller starts itself would take along.
+int inheritable_descriptors() {
+  int count = 0;
+  for (int descriptor = 3; descriptor < 100; ++descriptor)
+    count += ::fcntl(descriptor, F_GETFD) == 0 ? 1 : 0;
+  return count;
+}
+
+std::size_t shared_mappings() {
+  std::ifstream maps("/proc/self/maps");
+  std::size_t count = 0;
+  for (std::string line; std::getline(maps, line);)
+    count += line.find("/dev/zero") != std::string::npos ? 1U : 0U;
+  return count;
+}
+
+// After each test, on whatever path, no child is left and no descriptor or mapping more than before.
 class ProcessTest : public testing::Test {
  protected:
   void TearDown() override {
     EXPECT_EQ(open_descriptors(), descriptors_);
+    EXPECT_EQ(shared_mappings(), mappings_);
     EXPECT_TRUE(::waitpid(-1, nullptr, WNOHANG) < 0 && errno == ECHILD) << "a child was left";
   }
 
@@ -98,11 +117,13 @@ class ProcessTest : public testing::Test {
 
  private:
   std::size_t descriptors_ = open_descriptors();
+  std::size_t mappings_ = shared_mappings();
 };
 
 TEST_F(ProcessTest, every_line_arrives_as_it_was_written_though_the_callbacks_reject_it_or_throw) {
+  const int inheritable = inheritable_descriptors();
   const std::pair<std::function<void()>, std::string> throwers[] = {
-      {[] {}, ""},
+      {[&] { EXPECT_EQ(inheritable_descriptors(), inheritable); }, ""},
       {[] { throw std::runtime_error("handler threw"); }, "Failed to take output: handler threw\n"},
       {[] { throw 5; }, "Failed to take output: unknown exception\n"}};
   for (const auto& [thrower, told] : throwers) {
@@ -445,6 +466,7 @@ TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
       {"has no standard streams", [] { return ::close(0) + ::close(1) + ::close(2) == 0; }, 0, 1},
       {"is the user already", become<NOBODY>, 0, 1, "nobody"},
       {"is the user with other groups", become_with_other_groups, 0, 1, "nobody"},
+      {"is told of groups that are not set", [] { return test::let_call_fail(SYS_setgroups, 0); }, -1, 0, "nobody"},
       {"may not become the user", become<1>, -1, 0, "nobody"},
   };
   for (const auto& c : cases) {
