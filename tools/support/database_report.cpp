@@ -3,13 +3,12 @@
 #include <list>
 #include <map>
 
+#include "examples/configure_instance.h"
 #include "examples/log_reasons.h"
 #include "hana/common/hdbsql_executor.h"
 #include "hana/common/hdbsql_general_text_handler.h"
 #include "hana/common/list_databases.h"
 #include "hana/common/list_schema.h"
-#include "hana/common/utils.h"
-#include "platform/instances/instance_manager.h"
 #include "platform/text/printable.h"
 #include "tools/support/terminal.h"
 
@@ -17,19 +16,6 @@ namespace tools {
 namespace {
 
 using platform::printable;
-
-// The listers find an instance by its configured name.
-void configure(const sap_hana::System_Instance_Info& info) {
-  platform::Instance instance;
-  instance.set_option("sid", info.system_info.sid);
-  instance.set_option("instance_number", info.instance_number);
-  instance.set_option("instance_name", info.instance_name);
-  instance.set_option("localhost", info.system_info.localhost);
-  instance.set_option("dir_executable", info.dir_executable);
-  instance.set_option("multi_container", info.system_info.multi_container);
-  platform::Instance_Manager::instance()->add(
-      "hana", sap_hana::generate_instance_manager_name(info.system_info.sid, info.instance_name), instance);
-}
 
 // Values of global.ini by key; those of the SYSTEM layer, read last, hide the defaults.
 bool read_settings(const sap_hana::System_Instance_Info& instance, const std::string& user,
@@ -93,7 +79,7 @@ void print_databases(const sap_hana::System_Instance_Info& instance, const std::
   print_settings(settings);
 
   const std::string& sid = instance.system_info.sid;
-  configure(instance);
+  configure_instance(instance);
   sap_hana::Database_Info_List databases;
   if (!sap_hana::Database_Lister(sid, instance.instance_name, user, password).list(databases, "")) {
     print_field("databases", or_unknown(""));
