@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -14,6 +13,7 @@
 #include "platform/files/directory.h"
 #include "platform/files/file_content.h"
 #include "sandbox/way.h"
+#include "tests/support/child.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/own_process.h"
 #include "tests/support/temporary_directory.h"
@@ -56,27 +56,16 @@ TEST_F(Files, only_regular_files_are_read_and_nothing_blocks) {
 
 TEST_F(Files, a_file_under_a_lease_is_read_when_its_holder_gives_it_up) {
   const std::string path = files_.file("leased", "text");
-  int ready[2];
-  ASSERT_EQ(::pipe(ready), 0);
-  const pid_t holder = ::fork();
-  if (holder == 0) {
-    ::alarm(20);
-    const bool leased = ::fcntl(::open(path.c_str(), O_RDWR), F_SETLEASE, F_WRLCK) == 0;
-    if (::write(ready[1], &leased, 1) == 1) ::pause();  // SIGIO asks for it, and ends this process
-    ::_exit(1);
-  }
-  bool leased = false;
-  EXPECT_EQ(::read(ready[0], &leased, 1), 1);
-
+  const test::Child holder([&] {
+    ::fcntl(::open(path.c_str(), O_RDWR), F_SETLEASE, F_WRLCK);
+    ::raise(SIGSTOP);
+    ::pause();  // SIGIO asks for it, and ends this process
+  });
+  holder.go_on();
   std::string content;
-  const File_Read result = platform::read_regular_file(path.c_str(), content);
 
-  ::kill(holder, SIGKILL);
-  ::waitpid(holder, nullptr, 0);
-  ::close(ready[0]);
-  ::close(ready[1]);
-  if (!leased) GTEST_SKIP() << "this file system has no leases";
-  EXPECT_EQ(result, File_Read::DONE);
+  EXPECT_EQ(platform::read_regular_file(path.c_str(), content), File_Read::DONE);
+
   EXPECT_EQ(content, "text");
 }
 
