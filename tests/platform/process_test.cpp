@@ -322,7 +322,7 @@ TEST_F(ProcessTest, a_daemon_left_behind_neither_holds_the_call_nor_dies_with_it
     Line_Keeper keeper;
     const auto start = std::chrono::steady_clock::now();
 
-    EXPECT_EQ(run_script(keeper, std::string("echo $$; ") + daemon + " & echo $!"), 0);
+    EXPECT_EQ(run_script(keeper, std::string("echo $$; ") + daemon + " & echo $!; sleep 0.05"), 0);
 
     EXPECT_LT(std::chrono::steady_clock::now() - start, 30s) << daemon;
     keeper.lines.erase(std::remove(keeper.lines.begin(), keeper.lines.end(), "noise"), keeper.lines.end());

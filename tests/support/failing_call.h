@@ -6,11 +6,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 
 namespace test {
 
 constexpr unsigned ANY_ARGUMENT = 6;
+
+template <std::size_t size>
+bool install(sock_filter (&rules)[size]) {
+  const sock_fprog filter{size, rules};
+  return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
 
 // Lets a system call fail with `error` from now on in this thread and the processes that it starts; where an argument
 // is named (0 to 5), only calls with that value there. For a process of its own: there is no way back.
@@ -27,8 +32,7 @@ inline bool let_call_fail(long number, int error, unsigned argument = ANY_ARGUME
       BPF_STMT(BPF_RET | BPF_K, errno_rule),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
   };
-  const sock_fprog filter{std::size(rules), rules};
-  return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+  return install(rules);
 }
 
 }  // namespace test

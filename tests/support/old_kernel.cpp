@@ -1,13 +1,10 @@
 // Runs a program as on the oldest kernel that is served, 4.18: the system calls that came later do not exist.
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
 #include <cstdio>
-#include <iterator>
+
+#include "tests/support/failing_call.h"
 
 int main(int, char** argv) {
   // From here on the numbers are the same on every processor; 5.1 began with it.
@@ -18,9 +15,7 @@ int main(int, char** argv) {
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
   };
-  const sock_fprog filter{std::size(rules), rules};
-  if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0)
-    ::execv(argv[1], argv + 1);
+  if (test::install(rules)) ::execv(argv[1], argv + 1);
   std::perror(argv[0]);
   return 1;
 }
