@@ -26,7 +26,9 @@ class GUSTAIKRUM_EXPORT Tenant_Database_Controller {
   // already. The name is put into the statement as it is; a statement longer than 255 characters is cut.
   // False if the statement fails; the executor has said why.
   //
-  // Deliberate: a tenant that the view does not list counts as active, so that start() does nothing and is true.
+  // Deliberate: a tenant that the view does not list counts as active, so that start() does nothing and is true. Where
+  // the view cannot be read (the lister has said so), it counts as stopped: start() tries, stop() does nothing and is
+  // true.
   bool start(const std::string& name);
   bool stop(const std::string& name);
 

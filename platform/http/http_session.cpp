@@ -288,11 +288,19 @@ void Connection::set_headers(Options& options, Header_Lines lines) {
   lines_ = std::move(lines);
 }
 
+// What stands on the request's first line. It is told, since libcurl takes a query that it has no memory for as none.
+std::string target_of(const std::string& url) {
+  const std::size_t scheme = url.find("://");
+  const std::size_t path = url.find('/', scheme == std::string::npos ? 0 : scheme + 3);
+  return path == std::string::npos ? "/" : url.substr(path);
+}
+
 CURLcode Connection::send(const char* method, const HTTP_Request& request, const HTTP_Content* content,
                           Exchange& exchange) {
   cause_[0] = '\0';
   Options options(curl_.get());
-  options.set(CURLOPT_URL, (options_.base_url + request.target()).c_str());
+  const std::string url = options_.base_url + request.target();
+  options.set(CURLOPT_URL, url.c_str()).set(CURLOPT_REQUEST_TARGET, target_of(url).c_str());
   if (content == nullptr) {
     options.set(CURLOPT_HTTPGET, 1L);
   } else {

@@ -12,7 +12,8 @@ namespace platform {
 // One running process.
 struct Service_Info {
   std::string cmd;   // its arguments, joined by blanks
-  std::string user;  // who runs it (the effective user); the number where the user has no name
+  std::string user;  // who runs it (the effective user); the number where the user has no name, or where that cannot
+                     // be told, which is logged at LM_DEBUG
   pid_t pid;
 };
 
