@@ -74,6 +74,10 @@ TEST(HttpQuery, parameters_follow_one_another) {
       .add("least", INT64_MIN, true, "x.")
       .add("-_.~", "+", true, true);
   EXPECT_EQ(query, "first&a b=c d&flag&pre%2fkey=&most=18446744073709551615&x.least=-9223372036854775808&-_.~=%2b");
+  std::string encoded;
+  for (const int flags : {0, 1, 2, 3})
+    platform::http_encode_string_i("a b/", flags, encoded);
+  EXPECT_EQ(encoded, "a%20b/a+b/a%20b%2fa+b%2f");
   EXPECT_EQ(HTTP_Request(0, "x\x7f\xff#", false).target(), "/x%7f%ff%23");
 }
 
