@@ -466,6 +466,8 @@ TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
       {"has no standard streams", [] { return ::close(0) + ::close(1) + ::close(2) == 0; }, 0, 1},
       {"is the user already", become<NOBODY>, 0, 1, "nobody"},
       {"is the user with other groups", become_with_other_groups, 0, 1, "nobody"},
+      {"cannot wait for output", [] { return test::let_call_fail(SYS_poll, ENOMEM); }, -1, 0},
+      {"cannot read output", [] { return test::let_call_fail(SYS_read, EIO, 2, 256 * 1024); }, -1, 0},
       {"is told of groups that are not set", [] { return test::let_call_fail(SYS_setgroups, 0); }, -1, 0, "nobody"},
       {"may not become the user", become<1>, -1, 0, "nobody"},
   };
@@ -474,7 +476,8 @@ TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
     SCOPED_TRACE(c.caller);
     EXPECT_TRUE(test::in_own_process([&] {
       Line_Keeper keeper;
-      return c.prepare() && run_script(keeper, "echo line", c.user) == c.result && keeper.lines.size() == c.lines;
+      return c.prepare() && run_script(keeper, "echo line; sleep 0.1", c.user) == c.result &&
+             keeper.lines.size() == c.lines;
     }));
   }
 }
