@@ -40,7 +40,8 @@ enum Kind {
   MAP,
   LOOKUP,
   CURL_OPTION,
-  CURL_HANDLE
+  CURL_HANDLE,
+  PAUSE  // never counted: no pause takes any time
 };
 
 struct Plan {
@@ -62,6 +63,7 @@ thread_local bool armed = false;
 thread_local long held = 0;
 
 bool fails(std::size_t kind) {
+  if (armed && kind == PAUSE) return true;
   if (!armed || plan().kind != kind) return false;
   const long call = ++plan().calls;
   if (call != plan().nth && !(plan().lasting && call > plan().nth)) return false;
@@ -95,11 +97,11 @@ Call next(const char* name) {
 
 const Call_Kind CALL_KINDS[] = {
     {"memory", {ENOMEM, -ENOMEM}},
-    {"open", {EMFILE, EIO, EINTR}},
-    {"read", {EIO, EINTR}},
+    {"open", {EMFILE, EINTR, EIO, -EMFILE}},
+    {"read", {EIO, EINTR, -EIO}},
     {"stat", {EIO, ENOMEM}},
     {"readdir", {EIO}},
-    {"poll", {ENOMEM, EINTR}},
+    {"poll", {ENOMEM, EINTR, -EINVAL}},
     {"pipe", {EMFILE}},
     {"socket", {EMFILE}},
     {"send", {ENOBUFS, EINTR}},
@@ -238,6 +240,8 @@ STAND_BEFORE(getpwnam_r, LOOKUP, errno)
 STAND_BEFORE(getpwuid_r, LOOKUP, errno)
 STAND_BEFORE(getgrnam_r, LOOKUP, errno)
 STAND_BEFORE(getgrouplist, LOOKUP, -1)
+STAND_BEFORE(nanosleep, PAUSE, 0)
+STAND_BEFORE(clock_nanosleep, PAUSE, 0)
 STAND_BEFORE(curl_easy_setopt, CURL_OPTION, errno)
 STAND_BEFORE(curl_easy_getinfo, CURL_OPTION, errno)
 STAND_BEFORE(curl_easy_init, CURL_HANDLE, 0)

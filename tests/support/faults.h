@@ -14,8 +14,8 @@ struct Call_Kind {
 extern const Call_Kind CALL_KINDS[];
 extern const std::size_t CALL_KIND_COUNT;
 
-// While it lives, the n-th call of one kind that this thread makes, directly or through a library, fails. Calls of a
-// child count until it runs a program of its own. There is one at a time.
+// While it lives, the n-th call of one kind that this thread makes, directly or through a library, fails, and no pause
+// takes any time. Calls of a child count until it runs a program of its own. There is one at a time.
 //
 // A program that is linked with this stands between the C library and all the others in it.
 class Fault {

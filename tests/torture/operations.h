@@ -10,17 +10,17 @@
 namespace torture {
 
 enum Trait {
-  SILENT = 1,   // its header says that it may fail without a message
-  QUIET = 2,    // ... that it tells the cause at LM_DEBUG
-  DEGRADES = 4  // its header says that it may succeed with less, and a message
+  SILENT = 1,  // its header says that it may fail without a message
+  QUIET = 2,   // ... that it tells the cause at LM_DEBUG
 };
 
 // A public operation, run once on the simulated host from the making of its objects to their end.
 struct Operation {
   const char* name;
   int traits;
-  void (*prepare)();                           // makes the host ready for it; null for nothing
-  std::function<bool(std::string& told)> run;  // its result, and its out-parameters as a text
+  void (*prepare)();  // makes the host ready for it; null for nothing
+  // Its result, and its out-parameters as a text; in "<>" what may be missing, with a message, as its header says.
+  std::function<bool(std::string& told)> run;
 };
 
 extern const std::vector<Operation> OPERATIONS;
