@@ -47,6 +47,7 @@ class GUSTAIKRUM_EXPORT Backint_Catalog_helper {
   // Sends the job's fields; its uuid names the job.
   bool update_job_req(const Backint_Backup_Job_Info& info);
 
+  // Has the catalog remove the job with this uuid. Whether there was one, only its answer tells.
   bool remove_job(const char* job_uuid);
 
   // Record files of a job, all in one request, as new ones: what is added twice stands in the catalog twice. False for
@@ -70,6 +71,8 @@ class GUSTAIKRUM_EXPORT Backint_Catalog_helper {
   // get_files() for a query text of the caller's, encoded already and without its question mark.
   bool get_file_req(const char* query_string, std::int64_t& total, Backup_Files_Info& files);
 
+  // Has the catalog remove what it holds under an external backup id. Whether there was anything, only its answer
+  // tells.
   bool remove_file(const char* ebid);
 
  private:

@@ -28,6 +28,7 @@ enum {
 // length only. Holds no state, so threads may share one.
 class GUSTAIKRUM_EXPORT Filename_Parser {
  public:
+  // What a name stands for.
   enum File_Type {
     TYPE_UNKNOWN = 0,
     TYPE_FULL_BACKUP = 1,
@@ -37,6 +38,7 @@ class GUSTAIKRUM_EXPORT Filename_Parser {
     TYPE_LOG = 5
   };
 
+  // What the name of a log backup tells.
   struct Log_File_Entry {
     std::uint16_t volume_id;       // the backup id, held to 65535
     std::uint16_t partition_id;    // 0 to 65535
@@ -45,14 +47,16 @@ class GUSTAIKRUM_EXPORT Filename_Parser {
     std::uint64_t backup_id;  // milliseconds since 1970
   };
 
+  // What the name of a full data backup tells, for one of its volumes.
   struct Full_Backup_Entry {
-    std::string prefix;
+    std::string prefix;  // what the one who made the backup called it
     std::uint16_t volume_id;
     std::uint16_t partition_id;
   };
 
+  // What the name of a differential or incremental data backup tells, for one of its volumes.
   struct Delta_Backup_Entry {
-    std::string prefix;
+    std::string prefix;              // what the one who made the backup called it
     std::uint64_t depend_backup_id;  // the backup that this one builds on
     std::uint64_t backup_id;
     std::uint16_t volume_id;

@@ -15,7 +15,9 @@ namespace sap_hana {
 // instance from running into each other.
 class GUSTAIKRUM_EXPORT Instance_Controller {
  public:
+  // Whether an instance serves SQL.
   enum Instance_State { INSTANCE_STATE_UNKNOWN = 0, INSTANCE_STATE_RUNNING = 1, INSTANCE_STATE_STOPPED = 2 };
+  // What the HDB script is told to do.
   enum HDB_ACTION { HDB_ACTION_UNKNOWN = 0, HDB_ACTION_START = 1, HDB_ACTION_STOP = 2, HDB_ACTION_RESTART = 3 };
 
   // The SID goes into paths as it is; in lower case, with "adm" after it, it names the instance's user.

@@ -22,6 +22,7 @@ namespace sap_hana {
 // unless said otherwise. Such a file is never waited for. One thread uses an object at a time.
 class GUSTAIKRUM_EXPORT Name_Server_Config_Parser {
  public:
+  // The SID becomes part of a path; nothing is read yet.
   Name_Server_Config_Parser(const std::string& sid);
 
   // The landscape's id; an empty one is true as well. False without a message.

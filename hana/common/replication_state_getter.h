@@ -11,11 +11,13 @@ namespace sap_hana {
 // share one.
 class GUSTAIKRUM_EXPORT Replication_State_Getter {
  public:
+  // How this site takes part; both are empty for a system that does not.
   struct Replication_State {
     std::string mode;            // "primary", "sync", "syncmem", "async" or whatever the file says
     std::string operation_mode;  // such as "logreplay" or "delta_datashipping"
   };
 
+  // The SID becomes part of a path; nothing is read yet.
   Replication_State_Getter(const std::string& sid);
 
   // Replaces the mode by "mode" and then, unless that is empty, by "actual_mode", and the operation mode by

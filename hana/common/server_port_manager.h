@@ -13,6 +13,7 @@ namespace sap_hana {
 // A value: it may be copied, and threads may share one.
 class GUSTAIKRUM_EXPORT Server_Port_Manager {
  public:
+  // A server of an instance, by which its port is asked for.
   enum Port_Type {
     TYPE_UNKNOWN = 0,
     TYPE_INDEXSERVER = 1,      // 3<nn>15, SQL of a single-container system

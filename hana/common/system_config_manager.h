@@ -16,6 +16,7 @@ namespace sap_hana {
 // One thread uses a manager at a time.
 class GUSTAIKRUM_EXPORT System_Config_Manager {
  public:
+  // What HANA does with full log segments: it writes over them, or keeps them until they are backed up.
   enum LOG_MODE { LOG_MODE_UNKNOWN = 0, LOG_MODE_OVERWRITE = 1, LOG_MODE_NORMAL = 2 };
 
   // Takes a copy of an executor, which has to be initialized already.

@@ -11,6 +11,7 @@ namespace sap_hana {
 // A value: it may be copied, and threads may share one. No failure is logged above LM_DEBUG.
 class GUSTAIKRUM_EXPORT System_Controller {
  public:
+  // The SID becomes part of a path; nothing is read yet.
   System_Controller(const std::string& sid);
   ~System_Controller();
 

@@ -22,13 +22,13 @@ struct System_Instance_Info {
   std::uint16_t instance_number;  // 0 to 99
   std::string instance_name;      // "HDB00" to "HDB99"
   std::string version;            // a listing leaves it empty and sets that of system_info
-  std::string dir_executable;
+  std::string dir_executable;     // where its hdbsql and hdbsrvutil lie
 };
 
 // One database of an instance.
 struct Database_Info {
   System_Instance_Info instance_info;
-  bool active;
+  bool active;  // started
   std::string name;
   std::string description;
   std::string os_user;

@@ -29,7 +29,7 @@ struct Directory_Entry {
   reparse_types_t reparse_types = 0;  // there are none on Linux
 };
 
-// Reads a directory entry by entry, in the order in which the file system yields them, without "." and "..".
+// Reads a directory entry by entry, in the order in which the file system yields them, but for itself and its parent.
 // One object is used by one thread at a time.
 class GUSTAIKRUM_EXPORT Directory_Reader {
  public:

@@ -91,6 +91,7 @@ class GUSTAIKRUM_EXPORT HTTP_Base : public CGI_Response {
   unsigned minor_version_;
 };
 
+// What a request is answered with, over whatever connection.
 class GUSTAIKRUM_EXPORT HTTP_Response : public HTTP_Base {
  public:
   ~HTTP_Response() override;

@@ -11,6 +11,7 @@
 
 namespace platform {
 
+// Where a session's server is, who asks, what is trusted and how long is waited.
 struct HTTP_Session_Options {
   std::string base_url;    // "https://host:port", with a path if all requests share one; no user, query or fragment
   std::string user;        // sent with the password by basic authentication; empty for none

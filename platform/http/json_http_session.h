@@ -19,6 +19,7 @@ namespace platform {
 // reaches beyond `retry_timeout_seconds` from the beginning of the call.
 class GUSTAIKRUM_EXPORT JSON_HTTP_Session {
  public:
+  // Shares the session; one that is empty makes every request fail.
   JSON_HTTP_Session(HTTP_Session_var session, int retries, int retry_timeout_seconds);
 
   // True if there is an HTTP session.

@@ -17,6 +17,7 @@ namespace platform {
 // "instance_number" (0 to 99), "instance_name", "localhost", "dir_executable" and "multi_container" (a flag).
 class GUSTAIKRUM_EXPORT Instance_Manager {
  public:
+  // The one registry; it is never null.
   static Instance_Manager* instance();
 
   // The instance, shared with the registry; empty if there is none.
