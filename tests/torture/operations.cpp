@@ -290,10 +290,10 @@ const std::vector<Operation> OPERATIONS = {
     {"rows", 0, nullptr, asking<HDBSQL_General_Text_Handler>([](auto& executor, auto& handler) {
        return executor.execute(SELECT, &handler, nullptr);
      })},
-    {"databases", 0, nullptr, filling<Database_Info_List>([](auto& infos) {
+    {"databases", 0, prepare_system<start_tenant>, filling<Database_Info_List>([](auto& infos) {
        return Database_Lister(SID, INSTANCE, USER, PASSWORD).list(infos, NONE);
      })},
-    {"one database", 0, nullptr,
+    {"one database", 0, prepare_system<start_tenant>,
      asking<Database_Info>([](auto& executor, auto& info) { return Database_Lister(executor).list(info, TENANT); })},
     {"schemas", 0, nullptr, filling<Database_Scheme_Base_Info_List>([](auto& infos) {
        return Schema_Lister(SID, INSTANCE, USER, PASSWORD).list_schema(NONE, infos);

@@ -7,6 +7,7 @@
 #include <ace/Log_Msg.h>
 #include <ace/Log_Msg_Callback.h>
 #include <ace/Log_Record.h>
+#include <execinfo.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -47,6 +48,8 @@ char running[200];  // what is being tried, for whoever has to say so at the end
   const char* const what = signal == SIGALRM ? ": does not end\n" : ": crashes\n";
   for (const char* text : {static_cast<const char*>(running), what})
     static_cast<void>(!::write(STDOUT_FILENO, text, std::strlen(text)));
+  void* frames[50];
+  ::backtrace_symbols_fd(frames, ::backtrace(frames, 50), STDOUT_FILENO);
   ::_exit(1);
 }
 
@@ -182,7 +185,7 @@ class Torture {
     for (int look = 1; look <= 10;) {
       const std::size_t chosen = random() % undisturbed.size();
       const std::size_t kind = random() % test::CALL_KIND_COUNT;
-      Call call{kind, test::CALL_KINDS[kind].errors[random() % 2]};
+      Call call{kind, test::CALL_KINDS[kind].errors[random() % 4]};
       if (call.error != 0 && random() % 2 == 0) call.nth = 1 + static_cast<long>(random() % 300);
       try_one(torture::OPERATIONS[chosen], undisturbed[chosen], call);
       if (Clock::now() < start + time * look / 10) continue;
