@@ -26,8 +26,9 @@ class GUSTAIKRUM_EXPORT System_Instance_Lister {
   // not cleared. Where several processes tell of one instance, the first counts, but one that can be believed takes the
   // place of one that cannot. The version stands in system_info and is empty where it cannot be read; multi_container
   // is always false: ask System_Controller. Texts are the process's own and may hold anything, control characters too.
-  // A service without a readable environment, SID or host name, and one whose number is above 99, is passed over. False
-  // if no start service runs, and, with a message, if that cannot be found out.
+  // A service without a readable environment, SID or host name, and one whose number is above 99, is passed over; an
+  // ordinary user, who may read nobody else's environment, gets true and nothing appended. False if no start service
+  // runs, and, with a message, if that cannot be found out.
   bool list(System_Instance_Info_List& infos) const;
 
   // Replaces `info` with the record of the running instance that has exactly this SID and name ("HDB90").

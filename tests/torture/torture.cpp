@@ -222,6 +222,7 @@ class Torture {
   }
 
   void look_at_process() {
+    if (first_) is_closed(first_->descriptors);
     const Holdings now;
     std::printf("%ld cases: %zu descriptors, %zu threads, %ld KiB\n", cases_, now.descriptors, now.threads,
                 now.resident);
