@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tries the packages in the given folder: in a new Debian that has compilers and nothing of ours, and header by header.
-# Then compares what the libraries export with what they are known to export.
+# Then looks at how the libraries are hardened, asks lintian, and compares the ABI with the one described.
 set -euo pipefail
 packages=$1
 sources=$(dirname "$(readlink -f "$0")")
@@ -9,6 +9,7 @@ trap 'rm -rf "$work"' EXIT
 
 root=$work/root
 for package in "$packages"/*.deb; do dpkg-deb -x "$package" "$root"; done
+libraries=$(dirname "$(find "$root/usr/lib" -name libgustaikrum.so)")
 
 programs=$work/programs
 mkdir "$programs"
@@ -21,7 +22,7 @@ if ! mmdebstrap --variant=apt --format=null --include=g++,cmake,make,pkg-config 
   --customize-hook='chroot "$1" /root/programs/use_packages.sh' bookworm -; then
   [ ! -e "$work/has_debian" ] || exit 1
   echo "note: no new Debian can be made here, so the packages were unpacked and tried beside this system"
-  LD_LIBRARY_PATH=$root/usr/lib PKG_CONFIG_PATH=$root/usr/lib/pkgconfig CMAKE_PREFIX_PATH=$root/usr \
+  LD_LIBRARY_PATH=$libraries PKG_CONFIG_PATH=$libraries/pkgconfig CMAKE_PREFIX_PATH=$root/usr \
     "$programs/use_packages.sh"
 fi
 
@@ -39,9 +40,22 @@ export headers
   done
 done) | xargs -P "$(nproc)" -L 1 bash -c 'compile_alone "$@"' -
 
-nm -DC --defined-only "$root"/usr/lib/libgustaikrum{,_platform}.so.0.1 | sed -n 's/^[0-9a-f]* [A-Z] \(.*\)@@.*/\1/p' |
-  LC_ALL=C sort -u >"$work/exported"
-diff "$sources/exported_symbols.txt" "$work/exported" || {
-  echo "The exported symbols have changed. If that is meant, change tests/package/exported_symbols.txt alike."
-  exit 1
-}
+"$sources/hardening.sh" "$libraries"/libgustaikrum{,_platform}.so.0.1
+
+lintian --allow-root --fail-on error,warning --tag-display-limit 0 "$packages"/*.deb
+
+# What the libraries are like depends on the release's compiler and Boost, too.
+if grep -q '^VERSION_CODENAME=bookworm' /etc/os-release; then
+  "$sources/../../packaging/abi/describe" "$root" "$work"
+  for known in "$sources"/../../packaging/abi/*.abi.xz; do
+    library=$(basename "$known" .xz)
+    xz -dc "$known" >"$work/known.abi"
+    xz -dc "$work/$library.xz" >"$work/$library"
+    abidiff --no-show-locs "$work/known.abi" "$work/$library" || {
+      echo "What programs rely on has changed. If the version says so, run packaging/abi/describe."
+      exit 1
+    }
+  done
+else
+  echo "note: the ABI is described for Debian 12 and was not compared"
+fi
