@@ -14,7 +14,7 @@ libraries=$(dirname "$(find "$root/usr/lib" -name libgustaikrum.so)")
 programs=$work/programs
 mkdir "$programs"
 cp "$packages"/*.deb "$sources"/{CMakeLists.txt,consumer.cpp,loader.cpp,use_packages.sh} "$programs"
-cp "$sources"/../../examples/{list_systems,guide_*}.cpp "$programs"
+cp "$sources"/../../examples/{*.h,{list_systems,guide_*}.cpp} "$programs"
 if ! mmdebstrap --variant=apt --format=null --include=g++,cmake,make,pkg-config \
   --customize-hook="touch '$work/has_debian'" \
   --customize-hook="copy-in '$programs' /root" \
