@@ -135,7 +135,8 @@ bool tell(std::string& told, bool ok, const Values&... values) {
 
 struct Catalog : Backint_Catalog_helper {
   Catalog() {
-    platform::JSON_HTTP_Session session(platform::make_http_session(http_options), 1, 5);
+    platform::JSON_HTTP_Session session(world->session ? world->session : platform::make_http_session(http_options), 1,
+                                        5);
     init(session);
   }
 };
@@ -279,14 +280,14 @@ const std::vector<Operation> OPERATIONS = {
      filling<std::string>([](auto& dir) { return Instance_Controller(SID).get_instance_dir(INSTANCE, dir, false); })},
     {"instance services", 0, nullptr,
      filling<Services>([](auto& services) { return Instance_Controller(SID).get_instance_services(90, services); })},
-    {"start", 0, nullptr, doing([] { return Instance_Controller(SID).start(INSTANCE); })},
-    {"stop", 0, nullptr, doing([] { return Instance_Controller(SID).stop(INSTANCE); })},
+    {"start", ALONE, nullptr, doing([] { return Instance_Controller(SID).start(INSTANCE); })},
+    {"stop", ALONE, nullptr, doing([] { return Instance_Controller(SID).stop(INSTANCE); })},
     {"listening", QUIET, nullptr,
      doing([] { return Server_Port_Manager(INSTANCE).is_listening(Server_Port_Manager::TYPE_MDC_INDEXSERVER); })},
 
     // SQL
     {"connection", 0, nullptr, doing([] { return HDBSQL_Executor(NONE).init(SID, INSTANCE, NONE, USER, PASSWORD); })},
-    {"statement", 0, nullptr, altering([](auto& executor) { return executor.execute(START, nullptr); })},
+    {"statement", ALONE, nullptr, altering([](auto& executor) { return executor.execute(START, nullptr); })},
     {"rows", 0, nullptr, asking<HDBSQL_General_Text_Handler>([](auto& executor, auto& handler) {
        return executor.execute(SELECT, &handler, nullptr);
      })},
@@ -298,14 +299,14 @@ const std::vector<Operation> OPERATIONS = {
     {"schemas", 0, nullptr, filling<Database_Scheme_Base_Info_List>([](auto& infos) {
        return Schema_Lister(SID, INSTANCE, USER, PASSWORD).list_schema(NONE, infos);
      })},
-    {"stop of a tenant", 0, prepare_system<start_tenant>,
+    {"stop of a tenant", ALONE, prepare_system<start_tenant>,
      altering([](auto& executor) { return Tenant_Database_Controller(executor).stop(TENANT); })},
-    {"start of a tenant", 0, prepare_system<stop_tenant>,
+    {"start of a tenant", ALONE, prepare_system<stop_tenant>,
      altering([](auto& executor) { return Tenant_Database_Controller(executor).start(TENANT); })},
-    {"log mode", 0, prepare_system<overwrite_logs>, altering([](auto& executor) {
+    {"log mode", ALONE, prepare_system<overwrite_logs>, altering([](auto& executor) {
        return System_Config_Manager(executor).alter_log_mode(System_Config_Manager::LOG_MODE_NORMAL);
      })},
-    {"log backup", 0, prepare_system<stop_log_backup>,
+    {"log backup", ALONE, prepare_system<stop_log_backup>,
      altering([](auto& executor) { return System_Config_Manager(executor).alter_auto_log_backup(true); })},
 
     // naming
@@ -336,8 +337,8 @@ const std::vector<Operation> OPERATIONS = {
     {"permission", 0, nullptr, doing([] { return change_directory_permission(TREE, 0755); })},
 
     // catalog
-    {"adding a job", 0, restore_catalog, doing([] { return Catalog().add_job(another_job); })},
-    {"looking and adding a job", 0, restore_catalog, filling<Job>([](auto& info) {
+    {"adding a job", ALONE, restore_catalog, doing([] { return Catalog().add_job(another_job); })},
+    {"looking and adding a job", ALONE, restore_catalog, filling<Job>([](auto& info) {
        {
          const test::Fault_Pause pause;
          info = another_job;
@@ -348,11 +349,11 @@ const std::vector<Operation> OPERATIONS = {
     {"a job by landscape", 0, restore_catalog, filling<Job>([](auto& info) {
        return Catalog().get_job(job.landscape_id.c_str(), job.database_backup_id, info);
      })},
-    {"updating a job", 0, restore_catalog,
+    {"updating a job", ALONE, restore_catalog,
      doing([] { return Catalog().update_job_database_backup_id(job.uuid.c_str(), job.database_backup_id); })},
-    {"removing a job", 0, restore_catalog, doing([] { return Catalog().remove_job(job.uuid.c_str()); })},
-    {"adding files", 0, restore_catalog, doing([] { return Catalog().add_files(job.uuid.c_str(), files); })},
-    {"adding a file", 0, restore_catalog, doing([] { return Catalog().add_file(job.uuid.c_str(), file); })},
+    {"removing a job", ALONE, restore_catalog, doing([] { return Catalog().remove_job(job.uuid.c_str()); })},
+    {"adding files", ALONE, restore_catalog, doing([] { return Catalog().add_files(job.uuid.c_str(), files); })},
+    {"adding a file", ALONE, restore_catalog, doing([] { return Catalog().add_file(job.uuid.c_str(), file); })},
     {"files", 0, restore_catalog, filling<Backup_Files_Info>([](auto& found) {
        std::int64_t total = 0;
        return Catalog().get_files("landscape 1", nullptr, nullptr, total, found, 2, 0);
@@ -361,7 +362,7 @@ const std::vector<Operation> OPERATIONS = {
      filling<Backup_Files_Info>([](auto& found) { return Catalog().get_job_files(job.uuid.c_str(), found); })},
     {"a file", SILENT, restore_catalog,
      filling<File>([](auto& found) { return Catalog().get_file_by_ebid(EBID.c_str(), found); })},
-    {"removing a file", 0, restore_catalog, doing([] { return Catalog().remove_file(EBID.c_str()); })},
+    {"removing a file", ALONE, restore_catalog, doing([] { return Catalog().remove_file(EBID.c_str()); })},
     {"reading a job", 0, nullptr, filling<Job>([](auto& info) { return info.parse(job_object); })},
     {"reading a file", 0, nullptr, filling<File>([](auto& info) { return info.parse(file_object); })},
 
@@ -387,6 +388,13 @@ const std::vector<Operation> OPERATIONS = {
        return platform::json::loads_json(JSON.data(), JSON.size(), value, 1);
      })},
 };
+
+std::string without_extras(std::string told) {
+  std::size_t begin, end;
+  while ((begin = told.find('<')) != std::string::npos && (end = told.find('>', begin)) != std::string::npos)
+    told.erase(begin, end - begin + 1);
+  return told;
+}
 
 World::World() {
   world = this;

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/http/http_session.h"
 #include "sandbox/catalog_service.h"
 #include "sandbox/host.h"
 
@@ -12,6 +13,7 @@ namespace torture {
 enum Trait {
   SILENT = 1,  // its header says that it may fail without a message
   QUIET = 2,   // ... that it tells the cause at LM_DEBUG
+  ALONE = 4,   // changes what the others see
 };
 
 // A public operation, run once on the simulated host from the making of its objects to their end.
@@ -25,12 +27,16 @@ struct Operation {
 
 extern const std::vector<Operation> OPERATIONS;
 
+// What was told, without what may be missing.
+std::string without_extras(std::string told);
+
 // The host and the service that they work on; made before the first one.
 struct World {
   World();
 
   sandbox::Host host;
   sandbox::Catalog_Service catalog{{}};
+  platform::HTTP_Session_var session;  // through which all use the service; null for one each time
 };
 extern World* world;
 

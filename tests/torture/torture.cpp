@@ -136,14 +136,6 @@ Run run_with(const Operation& operation, const Call& call) {
   return run;
 }
 
-// What was told, without what may be missing (operations.h).
-std::string without_extras(std::string told) {
-  std::size_t begin, end;
-  while ((begin = told.find('<')) != std::string::npos && (end = told.find('>', begin)) != std::string::npos)
-    told.erase(begin, end - begin + 1);
-  return told;
-}
-
 // What is wrong with a run; empty for nothing.
 std::string judge(const Operation& operation, const Call& call, const Run& undisturbed, const Run& run) {
   if (!run.wrong.empty()) return run.wrong;
@@ -155,7 +147,8 @@ std::string judge(const Operation& operation, const Call& call, const Run& undis
   if (run.ok == undisturbed.ok && run.told == undisturbed.told) return "";
 
   if (call.error == EINTR) return "is not tried again";
-  if (run.ok && without_extras(run.told) != without_extras(undisturbed.told)) return "is true, but: " + run.told;
+  if (run.ok && torture::without_extras(run.told) != torture::without_extras(undisturbed.told))
+    return "is true, but: " + run.told;
   // Where memory is gone for good, there may be none for the record.
   const bool may_be_silent = !run.ok && ((operation.traits & torture::SILENT) != 0 || call.error == -ENOMEM);
   return run.records > 0 || may_be_silent ? "" : "says nothing, and: " + run.told;
