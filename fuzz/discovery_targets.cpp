@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <boost/algorithm/string.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -15,15 +16,8 @@ namespace {
 using Texts = std::vector<std::string>;
 
 Texts split(const std::string& text, char separator) {
-  Texts pieces(1);
-  for (const char c : text) {
-    if (c == separator) {
-      pieces.emplace_back();
-    } else {
-      pieces.back() += c;
-    }
-  }
-  return pieces;
+  Texts pieces;
+  return boost::algorithm::split(pieces, text, [separator](char c) { return c == separator; });
 }
 
 // The value of the last entry of that name; `missing` if there is none.
