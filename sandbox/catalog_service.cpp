@@ -31,6 +31,10 @@ void reply_whether(httplib::Response& response, bool found) {
   reply_message(response, found ? 200 : 404, found ? "done" : "not found");
 }
 
+void reply_job(httplib::Response& response, const std::optional<Object>& job) {
+  job ? reply(response, 200, *job) : reply_message(response, 404, "no such job");
+}
+
 // The parameters of these names that the request has.
 Catalog_Store::Filter filter_of(const httplib::Request& request, std::initializer_list<const char*> names) {
   Catalog_Store::Filter filter;
@@ -124,8 +128,7 @@ void Catalog_Service::answer_job(const httplib::Request& request, httplib::Respo
     return reply_whether(response, store_.remove_job(request.get_param_value("job_uuid")));
   if (request.method == "GET") {
     const Catalog_Store::Filter filter = filter_of(request, {"job_uuid", "landscape_id", "database_backup_id"});
-    const std::optional<Object> job = filter.empty() ? std::nullopt : store_.find_job(filter);
-    return job ? reply(response, 200, *job) : reply_message(response, 404, "no such job");
+    return reply_job(response, filter.empty() ? std::nullopt : store_.find_job(filter));
   }
 
   Value body;
@@ -136,7 +139,8 @@ void Catalog_Service::answer_job(const httplib::Request& request, httplib::Respo
   const auto check = job.find("check_exist");
   const bool may_exist = check != job.end() && check->second.get_bool();
   if (!store_.add_job(job) && !may_exist) return reply_message(response, 409, "the job exists");
-  reply(response, 200, *store_.find_job({{"job_uuid", platform::json::object_get_str_or_throw(job, "uuid")}}));
+  // Another client may have removed it meanwhile.
+  reply_job(response, store_.find_job({{"job_uuid", platform::json::object_get_str_or_throw(job, "uuid")}}));
 }
 
 void Catalog_Service::answer_file(const httplib::Request& request, httplib::Response& response) {
