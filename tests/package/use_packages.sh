@@ -1,5 +1,6 @@
 #!/bin/sh
-# Builds and runs the programs beside this script by every way that a user of the installed packages has.
+# Builds and runs the programs beside this script by every way that a user of the installed packages has, and tries the
+# tools that are installed.
 set -eu
 cd "$(dirname "$0")"
 
@@ -15,3 +16,15 @@ done
 
 c++ loader.cpp -o loader
 ./loader
+
+[ -x /usr/bin/gustaikrum-report ] || exit 0
+for tool in report instance sandbox; do
+  gustaikrum-$tool --version
+  gustaikrum-$tool --help >help
+  status=0
+  gustaikrum-$tool --bogus 2>refusal || status=$?
+  [ $status = 2 ] && grep "unrecognized option '--bogus'" refusal
+done
+status=0
+gustaikrum-report 2>&1 || status=$?
+[ $status = 1 ]

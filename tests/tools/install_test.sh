@@ -7,6 +7,9 @@ for component in runtime tools; do
     cmake --install "$1" --prefix "$prefix" --component $component >/dev/null
 done
 PATH=$prefix/bin:$PATH
+# Programs that were configured to be packed do not look beside themselves.
+LD_LIBRARY_PATH=$(dirname "$(find "$prefix" -name libgustaikrum.so.0.1)")
+export LD_LIBRARY_PATH
 cd "$prefix"
 
 expect() {
@@ -24,7 +27,7 @@ for tool in instance report sandbox; do
     # Every option that --help tells of stands in the manual, and is completed.
     options=$(gustaikrum-$tool --help | grep -o -e '--[a-z][a-z-]*' | sort -u)
     for option in $options; do
-        sed 's/\\//g' share/man/man1/gustaikrum-$tool.1 | grep -q -e "$option" || { echo "$tool: no manual of $option" && exit 1; }
+        zcat share/man/man1/gustaikrum-$tool.1.gz | sed 's/\\//g' | grep -q -e "$option" || { echo "$tool: no manual of $option" && exit 1; }
     done
     expect "$options" bash -c ". share/bash-completion/completions/gustaikrum-$tool
         COMP_WORDS=(gustaikrum-$tool --) COMP_CWORD=1 && _gustaikrum gustaikrum-$tool && printf '%s\n' \"\${COMPREPLY[@]}\""
