@@ -6,6 +6,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <system_error>
+
 namespace test {
 namespace {
 
@@ -46,6 +49,8 @@ Child::~Child() {
 
 void Child::start(const std::function<void()>& body) {
   pid_ = ::fork();
+  // A number below 0 would name every process there is to the calls that follow.
+  if (pid_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
   if (pid_ == 0) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     body();
