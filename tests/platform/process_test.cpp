@@ -212,6 +212,8 @@ TEST_F(ProcessTest, only_a_program_that_ran_and_exited_with_0_is_a_success) {
   EXPECT_EQ(told("/bin/true"), "");
   EXPECT_EQ(told("/bin/sh -c \"exit 127\""), "'/bin/sh' exited with status 127\n");
   EXPECT_EQ(told("/bin/sh -c \"kill -SEGV $$\""), "'/bin/sh' was killed by signal 11\n");
+  EXPECT_EQ(told(""), "child cannot be started: command line is empty\n");
+#ifndef __SANITIZE_THREAD__  // which makes a fork() of each vfork(), and that does not wait for the program to run
   EXPECT_EQ(told("/no/such/program"), "'/no/such/program' cannot be started: No such file or directory\n");
   EXPECT_EQ(told("true"), "'true' cannot be started: No such file or directory\n");
   EXPECT_EQ(told("\x1B[2J\xC2\x9B\xC3\x9B\x7F"),
@@ -219,7 +221,7 @@ TEST_F(ProcessTest, only_a_program_that_ran_and_exited_with_0_is_a_success) {
   EXPECT_EQ(told("/etc/passwd"), "'/etc/passwd' cannot be started: Permission denied\n");
   EXPECT_EQ(told("/usr"), "'/usr' cannot be started: Permission denied\n");
   EXPECT_EQ(told("/o'brien/tool -p Secret 'x'"), "'/o'brien/tool' cannot be started: No such file or directory\n");
-  EXPECT_EQ(told(""), "child cannot be started: command line is empty\n");
+#endif
 }
 
 TEST_F(ProcessTest, options_that_do_not_fit_are_never_run) {
