@@ -11,6 +11,9 @@ root=$work/root
 for package in "$packages"/*.deb; do dpkg-deb -x "$package" "$root"; done
 libraries=$(dirname "$(find "$root/usr/lib" -name libgustaikrum.so)")
 
+# The release that the packages were made on.
+suite=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
+
 programs=$work/programs
 mkdir "$programs"
 cp "$packages"/*.deb "$sources"/{CMakeLists.txt,consumer.cpp,loader.cpp,use_packages.sh} "$programs"
@@ -19,7 +22,7 @@ if ! mmdebstrap --variant=apt --format=null --include=g++,cmake,make,pkg-config 
   --customize-hook="touch '$work/has_debian'" \
   --customize-hook="copy-in '$programs' /root" \
   --customize-hook='chroot "$1" sh -c "apt-get install -y --no-install-recommends /root/programs/*.deb"' \
-  --customize-hook='chroot "$1" /root/programs/use_packages.sh' bookworm -; then
+  --customize-hook='chroot "$1" /root/programs/use_packages.sh' "$suite" -; then
   [ ! -e "$work/has_debian" ] || exit 1
   echo "note: no new Debian can be made here, so the packages were unpacked and tried beside this system"
   LD_LIBRARY_PATH=$libraries PKG_CONFIG_PATH=$libraries/pkgconfig CMAKE_PREFIX_PATH=$root/usr \
@@ -45,7 +48,7 @@ done) | xargs -P "$(nproc)" -L 1 bash -c 'compile_alone "$@"' -
 lintian --allow-root --fail-on error,warning --tag-display-limit 0 "$packages"/*.deb
 
 # What the libraries are like depends on the release's compiler and Boost, too.
-if grep -q '^VERSION_CODENAME=bookworm' /etc/os-release; then
+if [ "$suite" = bookworm ]; then
   "$sources/../../packaging/abi/describe" "$root" "$work"
   for known in "$sources"/../../packaging/abi/*.abi.xz; do
     library=$(basename "$known" .xz)
