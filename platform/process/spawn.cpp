@@ -60,7 +60,7 @@ bool has_groups(Child_Plan& plan) {
 
 // --- In the child, from here to become_program(). It allocates nothing, since another thread may have held any lock
 // when it came to be, and it may share the caller's memory until its program runs. Where the C library's own call
-// would signal every thread that it believes in, the kernel is called directly. ---
+// would signal every thread that it believes in, or wait for one, the kernel is called directly. ---
 
 // Puts "/dev/null" in the place of a source that is not there.
 bool redirect(int descriptor, int source, int null_mode) {
@@ -111,12 +111,16 @@ bool become(const Child_Identity& identity, Child_Plan& plan) {
   return has_ids(identity) && has_groups(plan);
 }
 
-// The caller's handlers are gone before a signal can reach one of them.
+// The caller's handlers are gone before a signal can reach one of them. For SIGABRT the C library's sigaction() waits
+// for a lock that another thread's fork() may have held when this memory was copied, and that would be for ever.
 void reset_signals() {
-  struct sigaction standard {};
-  standard.sa_handler = SIG_DFL;
+  constexpr std::size_t MASK_SIZE = (NSIG - 1) / 8;
+  const struct {
+    std::uintptr_t handler, flags, restorer;
+    unsigned char mask[MASK_SIZE];
+  } standard{};  // the kernel's record of one, with SIG_DFL, which is 0
   for (int number = 1; number < NSIG; ++number)
-    ::sigaction(number, &standard, nullptr);
+    ::syscall(SYS_rt_sigaction, number, &standard, nullptr, MASK_SIZE);
   sigset_t none;
   ::sigemptyset(&none);
   ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
