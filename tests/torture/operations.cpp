@@ -7,6 +7,7 @@
 #include <fstream>
 #include <functional>
 #include <sstream>
+#include <utility>
 
 #include "hana/common/backint_catalog_helper.h"
 #include "hana/common/environ_getter.h"
@@ -24,13 +25,9 @@
 #include "hana/common/system_control.h"
 #include "hana/common/tenant_database_control.h"
 #include "hana/common/utils.h"
-#include "platform/files/chown_r.h"
-#include "platform/files/directory.h"
 #include "platform/instances/instance_manager.h"
 #include "platform/json/object.h"
 #include "platform/json/text.h"
-#include "platform/process/subprocess.h"
-#include "platform/text/format.h"
 #include "tests/support/faults.h"
 
 namespace torture {
@@ -41,13 +38,11 @@ using namespace sap_hana;
 // What the operations are called with; made beforehand, since making it is not theirs.
 const std::string SID = "HXE", INSTANCE = "HDB90", USER = "SYSTEM", TOOL = "/usr/sap/HXE/HDB90/exe/hdbsql",
                   SELECT = "select DATABASE_NAME,DESCRIPTION,ACTIVE_STATUS from M_DATABASES", TENANT = "TEN1", NONE,
-                  START = "ALTER SYSTEM START DATABASE TEN1", LOG_BACKUP = "log_backup_2_0_1000_2000.1415905765532",
-                  VERSION = "2.00.059.00.1636536034", FULL_BACKUP = "MONTHLY_databackup_3_1",
-                  DELTA_BACKUP = "a_prefix_that_is_long_databackup_incremental_100_200_3_1", MANAGER_NAME = "HXE_HDB90",
-                  INI = "/tmp/instances.ini", TREE = "/tmp/tree", LONG_TEXT(100, 'x'), EBID = "ebid of the job 2",
-                  REPLICATED = "S1P", JSON = "{\"a\":[1,2.5,\"text\"]}";
+                  LOG_BACKUP = "log_backup_2_0_1000_2000.1415905765532", VERSION = "2.00.059.00.1636536034",
+                  FULL_BACKUP = "MONTHLY_databackup_3_1", INI = "/tmp/instances.ini", TREE = "/tmp/tree",
+                  DELTA_BACKUP = "a_prefix_that_is_long_databackup_incremental_100_200_3_1", EBID = "ebid of the job 2",
+                  REPLICATED = "S1P";
 const platform::secure_string PASSWORD = "Manager1";
-pid_t start_service;
 platform::HTTP_Session_Options http_options;
 Database_Info database;
 Backint_Backup_Job_Info job, another_job;
@@ -56,12 +51,15 @@ Backup_Files_Info files;
 platform::json::Object job_object, file_object;
 
 template <class T>
-void show(std::ostream& out, const T& value) {
+auto show(std::ostream& out, const T& value) -> decltype(out << value, void()) {
   out << value;
 }
-void show(std::ostream& out, const platform::Service_Info& service) {
-  // Not the user: it may be told by its number.
-  out << service.pid << service.cmd;
+template <class Record>
+auto show(std::ostream& out, const Record& record)
+    -> decltype(record >> std::declval<platform::json::Object&>(), void()) {
+  platform::json::Object object;
+  record >> object;
+  out << platform::json::JSON_Dump(object, false).str();
 }
 void show(std::ostream& out, const System_Instance_Info& info) {
   out << info.system_info.sid << info.system_info.localhost << '<' << info.system_info.version << '>'
@@ -86,38 +84,12 @@ void show(std::ostream& out, const HANA_Env_Value& value) {
 void show(std::ostream& out, const Replication_State_Getter::Replication_State& state) {
   out << state.mode << state.operation_mode;
 }
-void show(std::ostream& out, const Filename_Parser::Log_File_Entry& entry) {
-  out << entry.volume_id << entry.first_position << entry.backup_id;
-}
-void show(std::ostream& out, const Filename_Parser::Full_Backup_Entry& entry) {
-  out << entry.prefix << entry.volume_id;
-}
-void show(std::ostream& out, const Filename_Parser::Delta_Backup_Entry& entry) {
-  out << entry.prefix << entry.backup_id;
-}
-void show(std::ostream& out, const platform::json::Value& value) {
-  out << platform::json::JSON_Dump(value, false).str();
-}
-void show(std::ostream& out, const Backup_File_Info& info) {
-  platform::json::Object object;
-  info >> object;
-  show(out, platform::json::Value(object));
-}
-void show(std::ostream& out, const Backint_Backup_Job_Info& info) {
-  platform::json::Object object;
-  info >> object;
-  show(out, platform::json::Value(object));
-}
-template <class T>
-void show(std::ostream& out, const std::vector<T>& values) {
+template <template <class, class> class Many, class T, class Allocator>
+void show(std::ostream& out, const Many<T, Allocator>& values) {
   for (const T& value : values) {
     show(out, value);
     out << ", ";
   }
-}
-template <class T>
-void show(std::ostream& out, const std::list<T>& values) {
-  show(out, std::vector<T>(values.begin(), values.end()));
 }
 void show(std::ostream& out, const HDBSQL_General_Text_Handler& handler) {
   out << handler.get_key().size() << ": ";
@@ -166,9 +138,6 @@ void stop_tenant(HDBSQL_Executor& executor) {
 }
 void overwrite_logs(HDBSQL_Executor& executor) {
   System_Config_Manager(executor).alter_log_mode(System_Config_Manager::LOG_MODE_OVERWRITE);
-}
-void stop_log_backup(HDBSQL_Executor& executor) {
-  System_Config_Manager(executor).alter_auto_log_backup(false);
 }
 
 using Run = std::function<bool(std::string&)>;
@@ -224,39 +193,24 @@ const Environ_Getter& environment() {
   return *Environ_Getter::instance();
 }
 
-int count_entries(const char* path) {
-  int count = 0;
-  platform::Directory_Entry entry;
-  platform::Directory_Reader reader;
-  for (reader.open(path, false, 0); reader.read(entry); ++count) {
-  }
-  return reader.last_error() == 0 ? count : -1;
-}
-
 }  // namespace
 
 World* world;
 
 using Strings = std::list<std::string>;
-using Services = std::list<platform::Service_Info>;
 using Parser = Name_Server_Config_Parser;
-using Names = Filename_Parser;
 using State = Instance_Controller::Instance_State;
 using Job = Backint_Backup_Job_Info;
 using File = Backup_File_Info;
 
 const std::vector<Operation> OPERATIONS = {
     // discovery
-    {"environment of a process", 0, nullptr,
-     filling<HANA_Env_Value>([](auto& value) { return environment().get(start_service, value); })},
     {"environment of a system", 0, nullptr,
      filling<HANA_Env_Value>([](auto& value) { return environment().get(SID, value); })},
     {"trace directory", SILENT, nullptr,
      filling<std::string>([](auto& dir) { return environment().get_trace_dir(SID, dir); })},
     {"trace directories", 0, nullptr,
      filling<Strings>([](auto& dirs) { return environment().get_trace_dirs(SID, dirs); })},
-    {"landscape id", 0, nullptr,
-     filling<std::string>([](auto& id) { return environment().get_landscape_id("HXE", id); })},
     {"host name", 0, nullptr, filling<std::string>([](auto& name) { return Host_Info_Getter(SID).hostname(name); })},
     {"instances", 0, nullptr,
      filling<Each_May_Be_Missing>([](auto& infos) { return System_Instance_Lister().list(infos); })},
@@ -266,7 +220,6 @@ const std::vector<Operation> OPERATIONS = {
     {"cluster", SILENT, nullptr, filling<bool>([](bool& cluster) { return Parser(SID).is_cluster(cluster); })},
     {"active master", 0, nullptr, filling<bool>([](bool& active) { return Parser(SID).is_active_master(active); })},
     {"masters", 0, nullptr, filling<Strings>([](auto& hosts) { return Parser(SID).get_master(hosts); })},
-    {"workers", 0, nullptr, filling<Strings>([](auto& hosts) { return Parser(SID).get_worker(hosts); })},
     {"role", 0, nullptr, filling<std::string>([](auto& role) { return Parser(SID).get_role(role); })},
     {"replication", SILENT, nullptr, filling<Replication_State_Getter::Replication_State>([](auto& state) {
        return Replication_State_Getter(REPLICATED).get_state(state);
@@ -278,16 +231,12 @@ const std::vector<Operation> OPERATIONS = {
      filling<State>([](State& state) { return Instance_Controller(SID).get_state(INSTANCE, state); })},
     {"instance directory", 0, nullptr,
      filling<std::string>([](auto& dir) { return Instance_Controller(SID).get_instance_dir(INSTANCE, dir, false); })},
-    {"instance services", 0, nullptr,
-     filling<Services>([](auto& services) { return Instance_Controller(SID).get_instance_services(90, services); })},
     {"start", ALONE, nullptr, doing([] { return Instance_Controller(SID).start(INSTANCE); })},
     {"stop", ALONE, nullptr, doing([] { return Instance_Controller(SID).stop(INSTANCE); })},
     {"listening", QUIET, nullptr,
      doing([] { return Server_Port_Manager(INSTANCE).is_listening(Server_Port_Manager::TYPE_MDC_INDEXSERVER); })},
 
     // SQL
-    {"connection", 0, nullptr, doing([] { return HDBSQL_Executor(NONE).init(SID, INSTANCE, NONE, USER, PASSWORD); })},
-    {"statement", ALONE, nullptr, altering([](auto& executor) { return executor.execute(START, nullptr); })},
     {"rows", 0, nullptr, asking<HDBSQL_General_Text_Handler>([](auto& executor, auto& handler) {
        return executor.execute(SELECT, &handler, nullptr);
      })},
@@ -306,33 +255,30 @@ const std::vector<Operation> OPERATIONS = {
     {"log mode", ALONE, prepare_system<overwrite_logs>, altering([](auto& executor) {
        return System_Config_Manager(executor).alter_log_mode(System_Config_Manager::LOG_MODE_NORMAL);
      })},
-    {"log backup", ALONE, prepare_system<stop_log_backup>,
-     altering([](auto& executor) { return System_Config_Manager(executor).alter_auto_log_backup(true); })},
 
     // naming
-    {"log backup's name", 0, nullptr,
-     filling<Names::Log_File_Entry>([](auto& entry) { return Names().parse_log_file(LOG_BACKUP, entry); })},
-    {"full backup's name", 0, nullptr,
-     filling<Names::Full_Backup_Entry>([](auto& entry) { return Names().parse_full_backup_file(FULL_BACKUP, entry); })},
-    {"delta backup's name", 0, nullptr, filling<Names::Delta_Backup_Entry>([](auto& entry) {
-       return Names().parse_delta_backup_file(DELTA_BACKUP, entry);
-     })},
-    {"manager name", 0, nullptr, filling<std::string>([](auto& name) {
-       name = generate_instance_manager_name(LONG_TEXT, INSTANCE);
-       return !name.empty() && !generate_instance_manager_name(LONG_TEXT, 90).empty();
-     })},
+    {"backups' names", 0, nullptr,
+     [](std::string& told) {
+       Filename_Parser::Log_File_Entry log{};
+       Filename_Parser::Full_Backup_Entry full{};
+       Filename_Parser::Delta_Backup_Entry delta{};
+       const Filename_Parser parser;
+       const bool ok = parser.parse_log_file(LOG_BACKUP, log) && parser.parse_full_backup_file(FULL_BACKUP, full) &&
+                       parser.parse_delta_backup_file(DELTA_BACKUP, delta);
+       return tell(told, ok, log.first_position, log.backup_id, full.prefix, delta.prefix, delta.backup_id);
+     }},
     {"version", 0, nullptr, filling<std::uint32_t>([](auto& pack) {
        std::uint16_t major = 0, patch = 0;
        return parse_version_string(VERSION, major, pack, patch);
      })},
-    {"configuration path", 0, nullptr,
-     filling<std::string>([](auto& path) { return ondemand_conf_path(SID, INSTANCE, TENANT, path); })},
-    {"catalog path", 0, nullptr,
-     filling<std::string>([](auto& path) { return catalog_conf_file_name("HXE", "TEN1", "S1P", "S1P", path); })},
-    {"restore path", 0, nullptr,
-     filling<std::string>([](auto& path) { return restore_ext_conf_file("HXE", "TEN1", path); })},
-    {"pipe path", 0, nullptr,
-     filling<std::string>([](auto& path) { return database_pipe_path("HXE", "TEN1", true, path); })},
+    {"paths", 0, nullptr,
+     [](std::string& told) {
+       std::string log_backup, catalog, restore, pipe;
+       const bool ok = ondemand_conf_path(SID, INSTANCE, TENANT, log_backup) &&
+                       catalog_conf_file_name("HXE", "TEN1", "S1P", "S1P", catalog) &&
+                       restore_ext_conf_file("HXE", "TEN1", restore) && database_pipe_path("HXE", "TEN1", true, pipe);
+       return tell(told, ok, log_backup, catalog, restore, pipe);
+     }},
     {"group", 0, nullptr, doing([] { return change_file_group_to_sap(TREE.c_str(), "root"); })},
     {"permission", 0, nullptr, doing([] { return change_directory_permission(TREE, 0755); })},
 
@@ -346,47 +292,20 @@ const std::vector<Operation> OPERATIONS = {
        return Catalog().check_and_add_job(info);
      })},
     {"a job", 0, restore_catalog, filling<Job>([](auto& info) { return Catalog().get_job(job.uuid.c_str(), info); })},
-    {"a job by landscape", 0, restore_catalog, filling<Job>([](auto& info) {
-       return Catalog().get_job(job.landscape_id.c_str(), job.database_backup_id, info);
-     })},
     {"updating a job", ALONE, restore_catalog,
      doing([] { return Catalog().update_job_database_backup_id(job.uuid.c_str(), job.database_backup_id); })},
     {"removing a job", ALONE, restore_catalog, doing([] { return Catalog().remove_job(job.uuid.c_str()); })},
     {"adding files", ALONE, restore_catalog, doing([] { return Catalog().add_files(job.uuid.c_str(), files); })},
-    {"adding a file", ALONE, restore_catalog, doing([] { return Catalog().add_file(job.uuid.c_str(), file); })},
     {"files", 0, restore_catalog, filling<Backup_Files_Info>([](auto& found) {
        std::int64_t total = 0;
        return Catalog().get_files("landscape 1", nullptr, nullptr, total, found, 2, 0);
      })},
-    {"files of a job", SILENT, restore_catalog,
-     filling<Backup_Files_Info>([](auto& found) { return Catalog().get_job_files(job.uuid.c_str(), found); })},
     {"a file", SILENT, restore_catalog,
      filling<File>([](auto& found) { return Catalog().get_file_by_ebid(EBID.c_str(), found); })},
     {"removing a file", ALONE, restore_catalog, doing([] { return Catalog().remove_file(EBID.c_str()); })},
     {"reading a job", 0, nullptr, filling<Job>([](auto& info) { return info.parse(job_object); })},
     {"reading a file", 0, nullptr, filling<File>([](auto& info) { return info.parse(file_object); })},
-
-    // platform
-    {"services", QUIET, nullptr, filling<Services>([](auto& services) {
-       return platform::Service_Lister().list_service("sapstartsrv", services, false, "C") == 0;
-     })},
-    {"directory", SILENT, nullptr, filling<int>([](int& count) {
-       count = count_entries(TREE.c_str());
-       return count >= 0;
-     })},
-    {"owner", QUIET, nullptr, doing([] { return platform::chown_r(TREE.c_str(), "root", "root", true); })},
-    {"program", QUIET, nullptr, doing([] {
-       platform::Process_Options options;
-       options.setenv("NAME", "%s", LONG_TEXT.c_str());
-       options.command_line("%s", "/bin/true");
-       return platform::subprocess::call(options, nullptr) == 0;
-     })},
     {"loading instances", 0, nullptr, doing([] { return platform::Instance_Manager::instance()->load(INI); })},
-    {"text", 0, nullptr,
-     filling<std::string>([](auto& text) { return platform::string_sprintf(text, "%s", LONG_TEXT.c_str()); })},
-    {"JSON", QUIET, nullptr, filling<platform::json::Value>([](auto& value) {
-       return platform::json::loads_json(JSON.data(), JSON.size(), value, 1);
-     })},
 };
 
 std::string without_extras(std::string told) {
@@ -409,7 +328,6 @@ World::World() {
   std::ofstream(script) << "#!/bin/sh\nexit 0\n";
   ::chmod(script.c_str(), 0755);
 
-  start_service = host.pid("HXE", "HDB90", "sapstartsrv");
   http_options.base_url = catalog.base_url();
   System_Instance_Lister().list(::torture::database.instance_info, SID, INSTANCE);
   database.instance_info.system_info.multi_container = true;

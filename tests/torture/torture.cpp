@@ -1,5 +1,6 @@
-// Runs every public operation on a simulated host while one call after another fails that it makes, and holds what it
-// says against the undisturbed run: either the same, or its failure with a record in the log.
+// Runs every public operation on a simulated host, by itself or inside another, while one call after another fails that
+// it makes, and holds what it says against the undisturbed run: either the same, or its failure with a record in the
+// log.
 //
 //   torture all [NAME]             each call that is reached, of every operation or of the one named
 //   torture sample                 a few of each operation's
