@@ -12,6 +12,7 @@
 namespace {
 
 using sap_hana::Filename_Parser;
+
 TEST(FilenameParser, a_name_tells_its_kind) {
   const std::map<std::string, Filename_Parser::File_Type> types = {
       {"log_backup_0_0_0_0", Filename_Parser::TYPE_CATALOG},
@@ -29,36 +30,27 @@ TEST(FilenameParser, a_name_tells_its_kind) {
 }
 
 // A log backup's volume is its id and a delta backup's partition is its base, deliberately.
-TEST(FilenameParser, each_number_of_a_name_has_its_field) {
+TEST(FilenameParser, each_number_of_a_name_has_its_field_and_a_refused_name_leaves_them) {
+  test::Log_Capture told;
   Filename_Parser::Log_File_Entry log{};
   EXPECT_TRUE(Filename_Parser().parse_log_file("/backup/log_backup_1_2_3_4.5", log));
-  EXPECT_EQ(std::tie(log.volume_id, log.partition_id, log.first_position, log.last_position, log.backup_id),
-            std::make_tuple(5, 2, 3U, 4U, 5U));
-  Filename_Parser::Full_Backup_Entry full{};
-  EXPECT_TRUE(Filename_Parser().parse_full_backup_file("/b/P_databackup_3_1", full));
-  EXPECT_EQ(std::tie(full.prefix, full.volume_id, full.partition_id), std::make_tuple("/b/P", 3, 1));
-  Filename_Parser::Delta_Backup_Entry delta{};
-  EXPECT_TRUE(Filename_Parser().parse_delta_backup_file("P_databackup_incremental_100_200_3_1", delta));
-  EXPECT_EQ(std::tie(delta.prefix, delta.depend_backup_id, delta.backup_id, delta.volume_id, delta.partition_id),
-            std::make_tuple("P", 100U, 200U, 3, 100));
-}
-
-TEST(FilenameParser, a_refused_name_is_told_and_leaves_its_entry_as_it_was) {
-  test::Log_Capture told;
-  Filename_Parser::Log_File_Entry log{1, 2, 3, 4, 5};
   EXPECT_FALSE(Filename_Parser().parse_log_file("log_backup_0_0_0_0", log));
   told.expect_error("Failed to analyse log file name 'log_backup_0_0_0_0'\n");
-  EXPECT_EQ(log.backup_id, 5U);
+  EXPECT_EQ(std::tie(log.volume_id, log.partition_id, log.first_position, log.last_position, log.backup_id),
+            std::make_tuple(5, 2, 3U, 4U, 5U));
 
-  Filename_Parser::Full_Backup_Entry full{"old", 1, 2};
+  Filename_Parser::Full_Backup_Entry full{};
+  EXPECT_TRUE(Filename_Parser().parse_full_backup_file("/b/P_databackup_3_1", full));
   EXPECT_FALSE(Filename_Parser().parse_full_backup_file("_databackup_1_2", full));
   told.expect_error("Failed to analyse full backup file name '_databackup_1_2'\n");
-  EXPECT_EQ(full.prefix, "old");
+  EXPECT_EQ(std::tie(full.prefix, full.volume_id, full.partition_id), std::make_tuple("/b/P", 3, 1));
 
-  Filename_Parser::Delta_Backup_Entry delta{"old", 1, 2, 3, 4};
+  Filename_Parser::Delta_Backup_Entry delta{};
+  EXPECT_TRUE(Filename_Parser().parse_delta_backup_file("P_databackup_incremental_100_200_3_1", delta));
   EXPECT_FALSE(Filename_Parser().parse_delta_backup_file("P_databackup_cumulative_1_2_3_4", delta));
   told.expect_error("Failed to analyse delta backup file name 'P_databackup_cumulative_1_2_3_4'\n");
-  EXPECT_EQ(delta.prefix, "old");
+  EXPECT_EQ(std::tie(delta.prefix, delta.depend_backup_id, delta.backup_id, delta.volume_id, delta.partition_id),
+            std::make_tuple("P", 100U, 200U, 3, 100));
 }
 
 TEST(FilenameParser, a_megabyte_of_a_name_takes_no_longer_than_its_length_asks) {
