@@ -7,7 +7,6 @@
 #include "sandbox/host.h"
 #include "tests/support/child.h"
 #include "tests/support/log_capture.h"
-#include "tests/support/own_process.h"
 
 namespace {
 
@@ -33,35 +32,21 @@ TEST_F(InstanceControl, every_action_is_the_scripts_as_the_administrator) {
       "uid=" + std::to_string(::getpwnam("hxeadm")->pw_uid) +
       " gid=79 groups=79 78 60000 LD_LIBRARY_PATH=/usr/sap/HXE/HDB90/exe HDB_START_TIMEOUT=86400 "
       "HDB_STOP_TIMEOUT=86400 arguments=";
-  const struct {
-    bool (Instance_Controller::*act)(const std::string&) const;
-    std::string word;
-  } actions[] = {{&Instance_Controller::stop, "stop"},
-                 {&Instance_Controller::start, "start"},
-                 {&Instance_Controller::restart, "restart"}};
-  for (const auto& action : actions) {
-    host.fail_hdb("HXE", "HDB90", "");
-    EXPECT_TRUE((controller_.*action.act)("HDB90"));
-    EXPECT_EQ(host.take_hdb_runs("HXE", "HDB90"), std::vector<std::string>{as_administrator + action.word});
-
-    host.fail_hdb("HXE", "HDB90", "Timeout");
-    EXPECT_FALSE((controller_.*action.act)("HDB90"));
-    log_.expect_error("Failed to " + action.word + " HXE instance HDB90\n");
-    EXPECT_EQ(reason(), "'/usr/sap/HXE/HDB90/HDB' exited with status 1\n");
-    host.take_hdb_runs("HXE", "HDB90");
+  const std::pair<bool (Instance_Controller::*)(const std::string&) const, std::string> actions[] = {
+      {&Instance_Controller::stop, "stop"},
+      {&Instance_Controller::start, "start"},
+      {&Instance_Controller::restart, "restart"}};
+  for (const bool fails : {false, true}) {
+    host.fail_hdb("HXE", "HDB90", fails ? "Timeout" : "");
+    for (const auto& [act, word] : actions) {
+      EXPECT_EQ((controller_.*act)("HDB90"), !fails);
+      EXPECT_EQ(host.take_hdb_runs("HXE", "HDB90"), std::vector<std::string>{as_administrator + word});
+      if (!fails) continue;
+      log_.expect_error("Failed to " + word + " HXE instance HDB90\n");
+      EXPECT_EQ(reason(), "'/usr/sap/HXE/HDB90/HDB' exited with status 1\n");
+    }
   }
   ::unsetenv("LD_LIBRARY_PATH");
-}
-
-TEST_F(InstanceControl, a_caller_without_the_right_to_switch_runs_no_script) {
-  if (!sandbox::second_user_available()) GTEST_SKIP() << "needs a second user";
-  sandbox::Host host("system HXE { instance 90 }");
-  EXPECT_TRUE(test::in_own_process([&] {
-    const bool refused = ::setreuid(60999, 60999) == 0 && !controller_.stop("HDB90");
-    log_.take();
-    return refused && reason() == "'/usr/sap/HXE/HDB90/HDB' cannot be started: Operation not permitted\n";
-  }));
-  EXPECT_TRUE(host.take_hdb_runs("HXE", "HDB90").empty());
 }
 
 TEST_F(InstanceControl, without_a_start_service_or_a_user_no_script_runs) {
@@ -69,8 +54,7 @@ TEST_F(InstanceControl, without_a_start_service_or_a_user_no_script_runs) {
   EXPECT_FALSE(controller_.start("HDB90"));
   log_.expect_error("Failed to get HXE HDB90 instance env\n");
   log_.expect_error("Failed to start HXE instance HDB90\n");
-  const std::string why = sandbox::second_user_available() ? "No such file or directory" : "Operation not permitted";
-  EXPECT_EQ(reason(), "'/HDB' cannot be started: " + why + "\n");
+  EXPECT_EQ(reason().find("'/HDB' cannot be started: "), 0U);
 
   const test::Child service("/usr/sap/QQQ/HDB90/exe/sapstartsrv", {}, {"TINSTANCE=90"});
   EXPECT_FALSE(Instance_Controller("QQQ").stop("HDB90"));
