@@ -8,6 +8,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <tuple>
 
 #include "hana/common/hdbsql_general_text_handler.h"
@@ -47,7 +48,7 @@ class Hdbsql : public testing::Test {
     std::filesystem::permissions(files_ / "hdbsql", std::filesystem::perms(0755));
     for (const char* word : {"select", "SELECT", "ALTER"})
       answer(word, "");
-    configure(configured());
+    configure(options_);
   }
   ~Hdbsql() override { platform::Instance_Manager::instance()->remove("hana", "HXE_HDB90"); }
 
@@ -69,19 +70,12 @@ class Hdbsql : public testing::Test {
     return info;
   }
 
-  // The same as a host program configures it.
-  platform::Instance configured() const {
-    platform::Instance instance;
-    instance.set_option("sid", "HXE");
-    instance.set_option("instance_number", 90);
-    instance.set_option("instance_name", "HDB90");
-    instance.set_option("localhost", "hxehost");
-    instance.set_option("dir_executable", files_.path());
-    instance.set_option("multi_container", true);
-    return instance;
-  }
-  static void configure(const platform::Instance& instance) {
-    platform::Instance_Manager::instance()->add("hana", "HXE_HDB90", instance);
+  // Has the host program's record of the instance say this.
+  void configure(const std::map<std::string, std::string>& options) const {
+    std::string record = "[hana/HXE_HDB90]\n";
+    for (const auto& [key, value] : options)
+      record += key + " = " + value + "\n";
+    EXPECT_TRUE(platform::Instance_Manager::instance()->load(files_.file("instances.ini", record)));
   }
 
   // Connected to that instance.
@@ -102,6 +96,9 @@ class Hdbsql : public testing::Test {
   }
 
   const test::Temporary_Directory files_;
+  const std::map<std::string, std::string> options_ = {
+      {"sid", "HXE"},           {"instance_number", "90"},         {"instance_name", "HDB90"},
+      {"localhost", "hxehost"}, {"dir_executable", files_.path()}, {"multi_container", "true"}};
   test::Log_Capture log_;
 
  private:
@@ -113,7 +110,7 @@ class Hdbsql : public testing::Test {
 
 using HdbsqlExecutor = Hdbsql;
 
-TEST_F(HdbsqlExecutor, arguments_and_library_path_follow_from_the_record) {
+TEST_F(HdbsqlExecutor, arguments_and_library_path_follow_from_the_record_of_the_last_init) {
   const auto run = [&](std::uint16_t number, bool multi_container, const char* name) {
     Database_Info info = database();
     info.instance_info.instance_number = number;
@@ -129,38 +126,30 @@ TEST_F(HdbsqlExecutor, arguments_and_library_path_follow_from_the_record) {
   EXPECT_EQ(run(90, true, "SYSTEMDB"), user + "#-i#90#-d#SYSTEMDB#-n#hxehost:39013" + sql);
   EXPECT_EQ(run(0, true, "TEN1"), user + "#-i#0#-d#TEN1#-n#hxehost:30013" + sql);
   EXPECT_EQ(run(2, false, ""), user + "#-i#2#-n#hxehost:30215" + sql);
-}
 
-TEST_F(HdbsqlExecutor, a_second_init_moves_everything_but_hdbsql_itself_also_in_a_copy) {
   HDBSQL_Executor moved = executor();
   Database_Info info = database();
   info.instance_info.system_info.localhost = "other";
   info.instance_info.dir_executable = "/other";
-  ASSERT_TRUE(moved.init(info, "BACKUP", "Secret2"));
-
-  EXPECT_TRUE(HDBSQL_Executor(moved).execute("SELECT 1", nullptr));
-
+  EXPECT_TRUE(moved.init(info, "BACKUP", "Secret2"));
+  EXPECT_TRUE(HDBSQL_Executor(moved).execute("SELECT 1", nullptr));  // deliberately still the first one's hdbsql
   EXPECT_EQ(last_run(), "/other#-u#BACKUP#-p#Secret2#-i#90#-n#other:39013#SELECT 1");
 }
 
 // A number of 16 bits is what it is kept in, deliberately whatever number is configured.
 TEST_F(HdbsqlExecutor, a_configured_instance_is_found_by_sid_and_instance_name_and_needs_every_option) {
-  platform::Instance instance = configured();
-  instance.set_option("instance_number", 65541);
-  configure(instance);
+  std::map<std::string, std::string> options = options_;
+  options["instance_number"] = "65541";
+  configure(options);
   HDBSQL_Executor executor(files_ / "hdbsql");
   ASSERT_TRUE(executor.init("HXE", "HDB90", "SYSTEMDB", "SYSTEM", "Secret1"));
   EXPECT_TRUE(executor.execute("SELECT 1", nullptr));
   EXPECT_EQ(last_run(), files_.path() + "#-u#SYSTEM#-p#Secret1#-i#5#-d#SYSTEMDB#-n#hxehost:30513#SELECT 1");
 
-  const std::vector<std::string> keys = {"sid",       "instance_number", "instance_name",
-                                         "localhost", "dir_executable",  "multi_container"};
-  for (const std::string& missing : keys) {
-    platform::Instance incomplete;
-    for (const std::string& key : keys) {
-      if (key != missing) incomplete.set_option(key, 1);
-    }
-    configure(incomplete);
+  for (const auto& [missing, value] : options_) {
+    options = options_;
+    options.erase(missing);
+    configure(options);
     EXPECT_FALSE(executor.init("HXE", "HDB90", "SYSTEMDB", "SYSTEM", "Secret1")) << missing;
     log_.expect_error("Failed to initialize hdbsql execute 'HXE_HDB90': failed to get instance info\n");
   }
@@ -260,13 +249,10 @@ TEST(HdbsqlGeneralTextHandler, positions_lie_inside_every_row_however_wide_the_h
   } handler;
 
   EXPECT_EQ(handler.take(fields + ",f"), -1);
-  EXPECT_TRUE(handler.get_key().empty());
-  EXPECT_EQ(handler.take(fields), 0);
-  EXPECT_EQ(handler.take(fields), 0);
+  EXPECT_EQ(handler.take(fields) + handler.take(fields), 0);
   EXPECT_EQ(handler.take(fields + ",f"), -1);
   EXPECT_EQ(handler.handle_stdout_line(nullptr, 3), -1);
-  ASSERT_EQ(handler.get_values().size(), 1u);
-  EXPECT_EQ(handler.get_values().front().size(), 65535u);
+  EXPECT_EQ(handler.get_values().size(), 1u);
 }
 
 // Both listers read rows of three quoted fields.
