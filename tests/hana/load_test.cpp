@@ -2,10 +2,8 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,11 +22,7 @@ using torture::Operation;
 constexpr int THREADS = 8;
 constexpr std::size_t HEAP_SLACK = 256 * 1024;  // bytes; eighty lost in each operation would be more
 
-std::size_t entries(const char* directory) {
-  const std::filesystem::directory_iterator all(directory);
-  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
+// Under a sanitizer the heap counts as empty; the sanitizer looks for leaks itself.
 std::size_t heap_in_use() {
 #if __GLIBC_PREREQ(2, 33)
   return ::mallinfo2().uordblks;
@@ -36,13 +30,6 @@ std::size_t heap_in_use() {
   return static_cast<std::size_t>(::mallinfo().uordblks);
 #endif
 }
-
-// What must not grow. Under a sanitizer the heap counts as empty; the sanitizer looks for leaks itself.
-struct Holdings {
-  std::size_t descriptors = entries("/proc/self/fd");
-  std::size_t threads = entries("/proc/self/task");
-  std::size_t heap = heap_in_use();
-};
 
 std::string outcome(const Operation& operation) {
   std::string told;
@@ -86,17 +73,12 @@ TEST(Load, threads_do_everything_at_once_and_leave_the_process_as_it_was) {
 
   const char* const asked = std::getenv("LOAD_ROUNDS");
   run_all(operations, expected, 1);
-  const Holdings before;
+  const torture::Holdings before;
+  const std::size_t heap = heap_in_use();
   run_all(operations, expected, asked == nullptr ? 10 : std::atoi(asked));
 
-  Holdings after;
-  for (int wait = 0; wait < 500 && (after.threads > before.threads || after.descriptors > before.descriptors); ++wait) {
-    ::usleep(10'000);
-    after = Holdings();
-  }
-  EXPECT_LE(after.descriptors, before.descriptors);
-  EXPECT_LE(after.threads, before.threads);
-  EXPECT_LT(after.heap, before.heap + HEAP_SLACK);
+  EXPECT_TRUE(torture::is_given_back(before)) << "a descriptor or a thread";
+  EXPECT_LT(heap_in_use(), heap + HEAP_SLACK);
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child that nobody has waited for";
 }
 

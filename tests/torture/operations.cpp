@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <sstream>
@@ -193,6 +194,11 @@ const Environ_Getter& environment() {
   return *Environ_Getter::instance();
 }
 
+std::size_t count_entries(const char* directory) {
+  const std::filesystem::directory_iterator all(directory);
+  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
 }  // namespace
 
 World* world;
@@ -307,6 +313,17 @@ const std::vector<Operation> OPERATIONS = {
     {"reading a file", 0, nullptr, filling<File>([](auto& info) { return info.parse(file_object); })},
     {"loading instances", 0, nullptr, doing([] { return platform::Instance_Manager::instance()->load(INI); })},
 };
+
+Holdings::Holdings() : descriptors(count_entries("/proc/self/fd")), threads(count_entries("/proc/self/task")) {}
+
+bool is_given_back(const Holdings& before) {
+  for (int wait = 0; wait < 500; ++wait) {
+    const Holdings now;
+    if (now.descriptors <= before.descriptors && now.threads <= before.threads) return true;
+    ::usleep(10'000);
+  }
+  return false;
+}
 
 std::string without_extras(std::string told) {
   std::size_t begin, end;

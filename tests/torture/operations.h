@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -26,6 +27,17 @@ struct Operation {
 };
 
 extern const std::vector<Operation> OPERATIONS;
+
+// What a process holds.
+struct Holdings {
+  Holdings();
+
+  std::size_t descriptors;
+  std::size_t threads;
+};
+
+// True once no more is held than before; the service may have yet to see the end of a connection.
+bool is_given_back(const Holdings& before);
 
 // What was told, without what may be missing.
 std::string without_extras(std::string told);

@@ -21,11 +21,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <optional>
 #include <random>
-#include <thread>
 
 #include "tests/support/faults.h"
 #include "tests/torture/operations.h"
@@ -65,22 +62,11 @@ struct Log : ACE_Log_Msg_Callback {
   int explanations = 0;  // at LM_DEBUG
 } the_log;
 
-// What must not grow.
-struct Holdings {
-  static std::size_t entries(const char* directory) {
-    const std::filesystem::directory_iterator all(directory);
-    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-  }
-  static long pages() {
-    long size = 0, resident = 0;
-    std::ifstream("/proc/self/statm") >> size >> resident;
-    return resident;
-  }
-
-  std::size_t descriptors = entries("/proc/self/fd");
-  std::size_t threads = entries("/proc/self/task");
-  long resident = pages() * ::sysconf(_SC_PAGESIZE) / 1024;  // KiB
-};
+long resident_memory() {
+  long size = 0, resident = 0;
+  std::ifstream("/proc/self/statm") >> size >> resident;
+  return resident * ::sysconf(_SC_PAGESIZE) / 1024;
+}
 
 struct Run {
   bool ok = false;
@@ -91,15 +77,6 @@ struct Run {
   long grown = 0;     // bytes that are still held
   std::string wrong;  // whatever another run is like
 };
-
-// True once all that the operation has opened is closed; the service may have yet to see the end of a connection.
-bool is_closed(std::size_t descriptors_before) {
-  for (int wait = 0; wait < 300; ++wait) {
-    if (Holdings::entries("/proc/self/fd") <= descriptors_before) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return false;
-}
 
 void run_operation(const Operation& operation, const Call& call, Run& run) {
   const test::Fault fault(call.kind, call.error, call.nth);
@@ -120,7 +97,7 @@ Run run_with(const Operation& operation, const Call& call) {
   Run run;
   run.told.reserve(4096);  // so that it allocates nothing meanwhile
   the_log.records = the_log.explanations = 0;
-  const std::size_t descriptors = Holdings::entries("/proc/self/fd");
+  const torture::Holdings before;
 
   ::alarm(TIME_LIMIT);
   const long memory = test::held_memory();
@@ -130,7 +107,7 @@ Run run_with(const Operation& operation, const Call& call) {
 
   const bool quiet = (operation.traits & torture::QUIET) != 0;
   run.records = the_log.records + (quiet ? the_log.explanations : 0);
-  if (!is_closed(descriptors)) run.wrong = "leaves a descriptor";
+  if (!torture::is_given_back(before)) run.wrong = "leaves a descriptor or a thread";
   if (::waitpid(-1, nullptr, WNOHANG) != -1) run.wrong = "leaves a child";
   if (run.wrong.empty() && run.grown > 0) run.wrong = "leaves " + std::to_string(run.grown) + " bytes";
   run.requests = torture::world->catalog.take_requests();
@@ -224,16 +201,15 @@ class Torture {
   }
 
   void look_at_process() {
-    if (first_) is_closed(first_->descriptors);
-    const Holdings now;
-    std::printf("%ld cases: %zu descriptors, %zu threads, %ld KiB\n", cases_, now.descriptors, now.threads,
-                now.resident);
-    std::strcpy(running, "the process");
-    if (!first_) first_ = now;
-    if (now.descriptors > first_->descriptors || now.threads > first_->threads ||
-        now.resident > first_->resident + SLACK) {
-      complain("has grown");
+    if (first_resident_ == 0) {
+      first_ = torture::Holdings();
+      first_resident_ = resident_memory();
     }
+    std::strcpy(running, "the process");
+    if (!torture::is_given_back(first_) || resident_memory() > first_resident_ + SLACK) complain("has grown");
+    const torture::Holdings now;
+    std::printf("%ld cases: %zu descriptors, %zu threads, %ld KiB\n", cases_, now.descriptors, now.threads,
+                resident_memory());
     std::fflush(stdout);
   }
 
@@ -243,7 +219,8 @@ class Torture {
     std::fflush(stdout);
   }
 
-  std::optional<Holdings> first_;
+  torture::Holdings first_;
+  long first_resident_ = 0;  // KiB
   long cases_ = 0;
   long wrong_ = 0;
 };
