@@ -66,12 +66,6 @@ void show(std::ostream& out, const System_Instance_Info& info) {
   out << info.system_info.sid << info.system_info.localhost << '<' << info.system_info.version << '>'
       << info.instance_name << info.instance_number << info.dir_executable;
 }
-// A service whose environment cannot be read is passed over.
-struct Each_May_Be_Missing : System_Instance_Info_List {};
-void show(std::ostream& out, const Each_May_Be_Missing& infos) {
-  for (const System_Instance_Info& info : infos)
-    out << '<' << info.system_info.sid << info.instance_name << '>';
-}
 void show(std::ostream& out, const Database_Info& info) {
   out << info.name << info.description << info.active;
 }
@@ -218,8 +212,6 @@ const std::vector<Operation> OPERATIONS = {
     {"trace directories", 0, nullptr,
      filling<Strings>([](auto& dirs) { return environment().get_trace_dirs(SID, dirs); })},
     {"host name", 0, nullptr, filling<std::string>([](auto& name) { return Host_Info_Getter(SID).hostname(name); })},
-    {"instances", 0, nullptr,
-     filling<Each_May_Be_Missing>([](auto& infos) { return System_Instance_Lister().list(infos); })},
     {"one instance", 0, nullptr,
      filling<System_Instance_Info>([](auto& info) { return System_Instance_Lister().list(info, SID, INSTANCE); })},
     {"landscape uuid", SILENT, nullptr, filling<std::string>([](auto& id) { return Parser(SID).landscape_uuid(id); })},
@@ -238,7 +230,6 @@ const std::vector<Operation> OPERATIONS = {
     {"instance directory", 0, nullptr,
      filling<std::string>([](auto& dir) { return Instance_Controller(SID).get_instance_dir(INSTANCE, dir, false); })},
     {"start", ALONE, nullptr, doing([] { return Instance_Controller(SID).start(INSTANCE); })},
-    {"stop", ALONE, nullptr, doing([] { return Instance_Controller(SID).stop(INSTANCE); })},
     {"listening", QUIET, nullptr,
      doing([] { return Server_Port_Manager(INSTANCE).is_listening(Server_Port_Manager::TYPE_MDC_INDEXSERVER); })},
 

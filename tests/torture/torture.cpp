@@ -2,9 +2,11 @@
 // it makes, and holds what it says against the undisturbed run: either the same, or its failure with a record in the
 // log.
 //
-//   torture all [NAME]             each call that is reached, of every operation or of the one named
-//   torture sample                 a few of each operation's
-//   torture soak SECONDS [SEED]    any call of any operation, for as long; the process must not grow
+//   torture all [NAME]      each call that is reached, of every operation or of the one named
+//   torture sample          a few of each operation's
+//   torture soak SECONDS    all of them again and again for as long
+//
+// The process must not grow by any of it.
 #include <ace/Log_Msg.h>
 #include <ace/Log_Msg_Callback.h>
 #include <ace/Log_Record.h>
@@ -22,7 +24,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <random>
 
 #include "tests/support/faults.h"
 #include "tests/torture/operations.h"
@@ -152,24 +153,25 @@ class Torture {
     }
   }
 
-  // Tries any call of any operation for as long, one run in two undisturbed.
-  void soak(std::chrono::seconds time, std::uint64_t seed) {
-    std::vector<Run> undisturbed;
-    for (const Operation& operation : torture::OPERATIONS)
-      undisturbed.push_back(run_undisturbed(operation, 0));
+  // Runs an operation until what is made once in a process is there.
+  Run run_undisturbed(const Operation& operation, std::size_t kind) {
+    run_with(operation, {kind});
+    const Run run = run_with(operation, {kind});
+    if (!run.ok || !run.wrong.empty()) complain("fails undisturbed: " + run.wrong);
+    return run;
+  }
 
-    std::mt19937_64 random(seed);
-    const Clock::time_point start = Clock::now();
-    for (int look = 1; look <= 10;) {
-      const std::size_t chosen = random() % undisturbed.size();
-      const std::size_t kind = random() % test::CALL_KIND_COUNT;
-      Call call{kind, test::CALL_KINDS[kind].errors[random() % 4]};
-      if (call.error != 0 && random() % 2 == 0) call.nth = 1 + static_cast<long>(random() % 300);
-      try_one(torture::OPERATIONS[chosen], undisturbed[chosen], call);
-      if (Clock::now() < start + time * look / 10) continue;
-      look_at_process();
-      ++look;
+  // Complains if the process has grown since the first look.
+  void look_at_process() {
+    const long resident = resident_memory();
+    if (first_resident_ == 0) {
+      first_ = torture::Holdings();
+      first_resident_ = resident;
     }
+    std::printf("%ld cases: %ld KiB\n", cases_, resident);
+    std::strcpy(running, "the process");
+    if (!torture::is_given_back(first_) || resident > first_resident_ + SLACK) complain("has grown");
+    std::fflush(stdout);
   }
 
   // True if there was nothing to complain of.
@@ -181,13 +183,6 @@ class Torture {
  private:
   static constexpr long SLACK = 2048;  // KiB
 
-  Run run_undisturbed(const Operation& operation, std::size_t kind) {
-    run_with(operation, {kind});  // what is made once in a process is there after that
-    const Run run = run_with(operation, {kind});
-    if (!run.ok || !run.wrong.empty()) complain("fails undisturbed: " + run.wrong);
-    return run;
-  }
-
   // False if there is no such call.
   bool try_one(const Operation& operation, const Run& undisturbed, const Call& call) {
     if (is_waited_out(undisturbed, call)) return false;
@@ -198,19 +193,6 @@ class Torture {
     if (!wrong.empty()) complain(wrong);
     ++cases_;
     return run.calls >= call.nth;
-  }
-
-  void look_at_process() {
-    if (first_resident_ == 0) {
-      first_ = torture::Holdings();
-      first_resident_ = resident_memory();
-    }
-    std::strcpy(running, "the process");
-    if (!torture::is_given_back(first_) || resident_memory() > first_resident_ + SLACK) complain("has grown");
-    const torture::Holdings now;
-    std::printf("%ld cases: %zu descriptors, %zu threads, %ld KiB\n", cases_, now.descriptors, now.threads,
-                resident_memory());
-    std::fflush(stdout);
   }
 
   void complain(const std::string& what) {
@@ -225,16 +207,22 @@ class Torture {
   long wrong_ = 0;
 };
 
-void run_mode(const std::string& mode, const char* argument, const char* seed_text, Torture& torture) {
-  if (mode == "soak") {
-    const std::uint64_t seed = seed_text == nullptr ? std::random_device()() : std::strtoull(seed_text, nullptr, 10);
-    std::printf("seed %llu\n", static_cast<unsigned long long>(seed));
-    return torture.soak(std::chrono::seconds(argument == nullptr ? 60 : std::atoi(argument)), seed);
-  }
+void run_mode(const std::string& mode, const char* argument, Torture& torture) {
+  const bool soaks = mode == "soak";
+  const auto end = Clock::now() + std::chrono::seconds(soaks && argument != nullptr ? std::atoi(argument) : 0);
+  std::vector<const Operation*> operations;
   for (const Operation& operation : torture::OPERATIONS) {
-    if (argument == nullptr || std::strcmp(argument, operation.name) == 0)
-      torture.all_of(operation, mode == "sample" ? 5 : LONG_MAX);
+    if (soaks || argument == nullptr || std::strcmp(argument, operation.name) == 0) operations.push_back(&operation);
   }
+
+  for (const Operation* operation : operations)
+    torture.run_undisturbed(*operation, 0);
+  do {
+    torture.look_at_process();
+    for (const Operation* operation : operations)
+      torture.all_of(*operation, mode == "sample" ? 5 : LONG_MAX);
+  } while (Clock::now() < end);
+  torture.look_at_process();
 }
 
 }  // namespace
@@ -248,6 +236,6 @@ int main(int argc, char** argv) {
 
   torture::World the_world;
   Torture torture;
-  run_mode(argc > 1 ? argv[1] : "all", argc > 2 ? argv[2] : nullptr, argc > 3 ? argv[3] : nullptr, torture);
+  run_mode(argc > 1 ? argv[1] : "all", argc > 2 ? argv[2] : nullptr, torture);
   return torture.report() ? 0 : 1;
 }
