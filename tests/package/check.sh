@@ -18,11 +18,11 @@ programs=$work/programs
 mkdir "$programs"
 cp "$packages"/*.deb "$sources"/{CMakeLists.txt,consumer.cpp,loader.cpp,use_packages.sh} "$programs"
 cp "$sources"/../../examples/{*.h,{list_systems,guide_*}.cpp} "$programs"
-if ! mmdebstrap --variant=apt --format=null --include=g++,cmake,make,pkg-config \
+if ! mmdebstrap --variant=apt --format=tar --include=g++,cmake,make,pkg-config \
   --customize-hook="touch '$work/has_debian'" \
   --customize-hook="copy-in '$programs' /root" \
   --customize-hook='chroot "$1" sh -c "apt-get install -y --no-install-recommends /root/programs/*.deb"' \
-  --customize-hook='chroot "$1" /root/programs/use_packages.sh' "$suite" -; then
+  --customize-hook='chroot "$1" /root/programs/use_packages.sh' "$suite" "$work/debian.tar"; then
   [ ! -e "$work/has_debian" ] || exit 1
   echo "note: no new Debian can be made here, so the packages were unpacked and tried beside this system"
   LD_LIBRARY_PATH=$libraries PKG_CONFIG_PATH=$libraries/pkgconfig CMAKE_PREFIX_PATH=$root/usr \
@@ -32,8 +32,9 @@ fi
 # Each header by itself, for either compiler and the language that a program may have chosen.
 headers=$root/usr/include/gustaikrum
 compile_alone() {
-  echo "#include <$3>" | "$1" -std="$2" -I"$headers" -Wall -Wextra -Wconversion -Wshadow -Werror -fsyntax-only -x c++ - ||
-    { echo "$3 does not compile by itself with $1 -std=$2"; return 255; }
+  echo "#include <$3>" |
+    "$1" -std="$2" -I"$headers" ${BOOST_ROOT:+-isystem "$BOOST_ROOT/include"} -Wall -Wextra -Wconversion -Wshadow \
+      -Werror -fsyntax-only -x c++ - || { echo "$3 does not compile by itself with $1 -std=$2"; return 255; }
 }
 export -f compile_alone
 export headers

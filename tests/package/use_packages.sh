@@ -10,11 +10,11 @@ find_package/consumer
 
 for program in consumer list_systems guide_*.cpp; do
   # shellcheck disable=SC2046 # pkg-config prints words
-  c++ "${program%.cpp}.cpp" -o "${program%.cpp}" $(pkg-config --cflags --libs gustaikrum)
+  c++ -std=c++17 "${program%.cpp}.cpp" -o "${program%.cpp}" $(pkg-config --cflags --libs gustaikrum)
 done
 ./consumer
 
-c++ loader.cpp -o loader
+c++ loader.cpp -o loader -ldl
 ./loader
 
 [ -x /usr/bin/gustaikrum-report ] || exit 0
