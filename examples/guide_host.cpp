@@ -1,4 +1,5 @@
 #include <hana/common/environ_getter.h>
+#include <hana/common/host_info_getter.h>
 #include <hana/common/instance_control.h>
 #include <hana/common/list_instances.h>
 #include <hana/common/system_control.h>
@@ -20,6 +21,9 @@ int main() {
     sap_hana::Instance_Controller(sid).get_state(instance.instance_number, state);
     std::cout << "  SQL          "
               << (state == sap_hana::Instance_Controller::INSTANCE_STATE_RUNNING ? "served\n" : "not served\n");
+
+    std::string host;
+    if (sap_hana::Host_Info_Getter(sid).hostname(host)) std::cout << "  host name    " << host << '\n';
 
     std::string landscape_id;
     if (sap_hana::Environ_Getter::instance()->get_landscape_id(sid.c_str(), landscape_id))

@@ -14,17 +14,17 @@ namespace sap_hana {
 //
 // Where memory runs out, an operation logs it and leaves unchanged what it fills.
 struct GUSTAIKRUM_EXPORT Backup_File_Info {
-  std::uint64_t id;       // the catalog's row
-  std::string info_uuid;  // of this record
-  std::string filename;
-  std::string origin_path;  // where the data came from
-  std::uint64_t size;       // bytes
-  std::uint64_t storage_size;
-  std::string extern_backup_id;  // by which a file is found and removed
-  std::string source_type;
-  std::string pool_uuid;
-  std::string storage_path;
-  std::string location;
+  std::uint64_t id;                  // the catalog's row
+  std::string info_uuid;             // of this record
+  std::string filename;              // of what was backed up: a file's or a pipe's path
+  std::string origin_path;           // where the data came from
+  std::uint64_t size;                // bytes
+  std::uint64_t storage_size;        // bytes that the storage needs for it
+  std::string extern_backup_id;      // by which a file is found and removed
+  std::string source_type;           // the caller's word for what it came from, such as "pipe"
+  std::string pool_uuid;             // of the storage pool
+  std::string storage_path;          // where it lies in the storage
+  std::string location;              // the caller's word for where it lies; not sent where it is empty
   std::uint64_t database_backup_id;  // HANA's id of the backup
 
   // Writes the record into a request's object, replacing earlier values; "location" only if it is not empty, and never
@@ -41,6 +41,7 @@ struct GUSTAIKRUM_EXPORT Backup_File_Info {
   bool parse(const platform::json::Object& object);
 };
 
+// In the catalog's order, or in that in which they are added to it.
 typedef std::list<Backup_File_Info> Backup_Files_Info;
 
 // Appends a record to `output` for each object in `input`, read leniently; anything else in it is skipped.

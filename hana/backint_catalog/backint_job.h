@@ -12,20 +12,20 @@ namespace sap_hana {
 //
 // Where memory runs out, an operation logs it and leaves unchanged what it fills.
 struct GUSTAIKRUM_EXPORT Backint_Backup_Job_Info {
-  std::uint64_t id;                  // the catalog's row
-  std::uint64_t database_backup_id;  // HANA's id of the backup
-  std::string uuid;                  // by which a job is found, updated and removed
-  std::string host_uuid;
-  std::string job_act_id;
-  std::string type;
-  std::string location;
-  std::string database;
-  std::string compression;  // the method
-  int compression_level;
-  std::string sid;
-  std::string pool_uuid;
-  std::string landscape_id;  // with database_backup_id it finds a job, too
-  platform::json::Object extended_attrs;
+  std::uint64_t id;                       // the catalog's row
+  std::uint64_t database_backup_id;       // HANA's id of the backup
+  std::string uuid;                       // by which a job is found, updated and removed
+  std::string host_uuid;                  // of the host that runs the job
+  std::string job_act_id;                 // the caller's id of what the job is part of; nothing here looks at it
+  std::string type;                       // the caller's word for the kind of job, such as "full"
+  std::string location;                   // the caller's word for where the data go
+  std::string database;                   // the HANA database's name
+  std::string compression;                // the method, such as "lz4"
+  int compression_level;                  // as the method counts it
+  std::string sid;                        // of the database's system
+  std::string pool_uuid;                  // of the storage pool
+  std::string landscape_id;               // with database_backup_id it finds a job, too
+  platform::json::Object extended_attrs;  // whatever else the caller wants kept
 
   // Zeros and empty texts, but compression level 1.
   Backint_Backup_Job_Info();

@@ -31,9 +31,10 @@ struct HANA_Env_Value {
 // Nothing is thrown: a failure is logged and returned as false, and what was written to the out-parameters stays.
 class GUSTAIKRUM_EXPORT Environ_Getter {
  public:
-  // Made on the first call. It goes with close_instance(), after which instance() makes another one, or
-  // when the library is unloaded.
+  // The one object, made on the first call; the library keeps it. Null only where there is no memory to make it.
   static Environ_Getter* instance();
+
+  // Ends that object, which also goes when the library is unloaded. The next instance() makes another one.
   static void close_instance();
 
   // Reads the environment of a process. True as soon as it yields an instance number; any text may be empty. A field

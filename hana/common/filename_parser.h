@@ -30,12 +30,12 @@ class GUSTAIKRUM_EXPORT Filename_Parser {
  public:
   // What a name stands for.
   enum File_Type {
-    TYPE_UNKNOWN = 0,
-    TYPE_FULL_BACKUP = 1,
-    TYPE_INCREMENTAL_BACKUP = 2,
-    TYPE_DIFFERENTIAL_BACKUP = 3,
-    TYPE_CATALOG = 4,
-    TYPE_LOG = 5
+    TYPE_UNKNOWN = 0,              // no backup that HANA would name so
+    TYPE_FULL_BACKUP = 1,          // a volume of a complete data backup
+    TYPE_INCREMENTAL_BACKUP = 2,   // what changed since the data backup before, whatever kind that was
+    TYPE_DIFFERENTIAL_BACKUP = 3,  // what changed since the full one before
+    TYPE_CATALOG = 4,              // the backup catalog
+    TYPE_LOG = 5                   // log segments
   };
 
   // What the name of a log backup tells.
@@ -43,24 +43,24 @@ class GUSTAIKRUM_EXPORT Filename_Parser {
     std::uint16_t volume_id;       // the backup id, held to 65535
     std::uint16_t partition_id;    // 0 to 65535
     std::uint64_t first_position;  // log positions
-    std::uint64_t last_position;
-    std::uint64_t backup_id;  // milliseconds since 1970
+    std::uint64_t last_position;   // may stand before the first one: nothing is checked
+    std::uint64_t backup_id;       // milliseconds since 1970
   };
 
   // What the name of a full data backup tells, for one of its volumes.
   struct Full_Backup_Entry {
-    std::string prefix;  // what the one who made the backup called it
-    std::uint16_t volume_id;
-    std::uint16_t partition_id;
+    std::string prefix;          // what the one who made the backup called it
+    std::uint16_t volume_id;     // 0 to 65535
+    std::uint16_t partition_id;  // the same
   };
 
   // What the name of a differential or incremental data backup tells, for one of its volumes.
   struct Delta_Backup_Entry {
     std::string prefix;              // what the one who made the backup called it
     std::uint64_t depend_backup_id;  // the backup that this one builds on
-    std::uint64_t backup_id;
-    std::uint16_t volume_id;
-    std::uint16_t partition_id;  // the base backup id, held to 65535
+    std::uint64_t backup_id;         // of this one
+    std::uint16_t volume_id;         // 0 to 65535
+    std::uint16_t partition_id;      // the base backup id, held to 65535
   };
 
   // The kind of backup that a name stands for, case-sensitive. The catalog is the one exact name; any other name that

@@ -23,9 +23,11 @@ namespace sap_hana {
 // for a row. One thread uses it at a time.
 class GUSTAIKRUM_EXPORT HDBSQL_General_Text_Handler : public platform::Text_Process_Handler {
  public:
+  // Column names with their positions, and rows of fields.
   typedef std::map<std::string, int> key_type;
   typedef std::list<std::vector<std::string>> values_list_type;
 
+  // Has neither columns nor rows, and is ready for a statement. A value: a copy carries what was read.
   HDBSQL_General_Text_Handler();
   virtual ~HDBSQL_General_Text_Handler();
   HDBSQL_General_Text_Handler(const HDBSQL_General_Text_Handler&) = default;

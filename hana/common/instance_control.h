@@ -16,9 +16,18 @@ namespace sap_hana {
 class GUSTAIKRUM_EXPORT Instance_Controller {
  public:
   // Whether an instance serves SQL.
-  enum Instance_State { INSTANCE_STATE_UNKNOWN = 0, INSTANCE_STATE_RUNNING = 1, INSTANCE_STATE_STOPPED = 2 };
+  enum Instance_State {
+    INSTANCE_STATE_UNKNOWN = 0,  // nothing has been found out
+    INSTANCE_STATE_RUNNING = 1,  // it does
+    INSTANCE_STATE_STOPPED = 2   // it does not, or not yet
+  };
   // What the HDB script is told to do.
-  enum HDB_ACTION { HDB_ACTION_UNKNOWN = 0, HDB_ACTION_START = 1, HDB_ACTION_STOP = 2, HDB_ACTION_RESTART = 3 };
+  enum HDB_ACTION {
+    HDB_ACTION_UNKNOWN = 0,  // nothing
+    HDB_ACTION_START = 1,    // "HDB start"
+    HDB_ACTION_STOP = 2,     // "HDB stop"
+    HDB_ACTION_RESTART = 3   // "HDB restart"
+  };
 
   // The SID goes into paths as it is; in lower case, with "adm" after it, it names the instance's user.
   Instance_Controller(const std::string& sid);

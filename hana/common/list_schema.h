@@ -10,11 +10,12 @@ namespace sap_hana {
 
 // One schema of a database.
 struct Database_Scheme_Base_Info {
-  std::string name;
+  std::string name;     // as HANA has it, in its upper and lower case
   std::string owner;    // database user
   bool has_privileges;  // the connecting user has some privilege on it
 };
 
+// In the order of the view.
 typedef std::list<Database_Scheme_Base_Info> Database_Scheme_Base_Info_List;
 
 // Lists the schemas of a database from its view SCHEMAS. Holds the connection's names only: every list looks the

@@ -15,14 +15,14 @@ class GUSTAIKRUM_EXPORT Server_Port_Manager {
  public:
   // A server of an instance, by which its port is asked for.
   enum Port_Type {
-    TYPE_UNKNOWN = 0,
-    TYPE_INDEXSERVER = 1,      // 3<nn>15, SQL of a single-container system
-    TYPE_MDC_INDEXSERVER = 2,  // 3<nn>13, SQL of the system database
-    TYPE_STATISTICSSERVER = 3,
-    TYPE_DAEMON = 4,
-    TYPE_NAMESERVER = 5,
-    TYPE_PREPROCESSOR = 6,
-    TYPE_COMPILESERVER = 7
+    TYPE_UNKNOWN = 0,           // none; it has no port
+    TYPE_INDEXSERVER = 1,       // 3<nn>15, SQL of a single-container system
+    TYPE_MDC_INDEXSERVER = 2,   // 3<nn>13, SQL of the system database
+    TYPE_STATISTICSSERVER = 3,  // 3<nn>17
+    TYPE_DAEMON = 4,            // 3<nn>00
+    TYPE_NAMESERVER = 5,        // 3<nn>01
+    TYPE_PREPROCESSOR = 6,      // 3<nn>02
+    TYPE_COMPILESERVER = 7      // 3<nn>10
   };
 
   // For an instance number, 0 to 99; it is not checked.

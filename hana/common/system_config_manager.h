@@ -16,8 +16,12 @@ namespace sap_hana {
 // One thread uses a manager at a time.
 class GUSTAIKRUM_EXPORT System_Config_Manager {
  public:
-  // What HANA does with full log segments: it writes over them, or keeps them until they are backed up.
-  enum LOG_MODE { LOG_MODE_UNKNOWN = 0, LOG_MODE_OVERWRITE = 1, LOG_MODE_NORMAL = 2 };
+  // What HANA does with full log segments.
+  enum LOG_MODE {
+    LOG_MODE_UNKNOWN = 0,    // not to be set
+    LOG_MODE_OVERWRITE = 1,  // writes over them, so that no log can be backed up
+    LOG_MODE_NORMAL = 2      // keeps them until they are backed up
+  };
 
   // Takes a copy of an executor, which has to be initialized already.
   System_Config_Manager(const HDBSQL_Executor& hdbsql);

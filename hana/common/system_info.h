@@ -10,7 +10,7 @@ namespace sap_hana {
 
 // One system.
 struct System_Base_Info {
-  std::string sid;
+  std::string sid;        // three characters, such as "HXE"
   std::string localhost;  // this host's name as the system knows it
   std::string version;    // such as "2.00.071.00.1687900751"
   bool multi_container;   // a system database and tenant databases
@@ -18,7 +18,7 @@ struct System_Base_Info {
 
 // One instance of a system.
 struct System_Instance_Info {
-  System_Base_Info system_info;
+  System_Base_Info system_info;   // of its system
   std::uint16_t instance_number;  // 0 to 99
   std::string instance_name;      // "HDB00" to "HDB99"
   std::string version;            // a listing leaves it empty and sets that of system_info
@@ -27,14 +27,15 @@ struct System_Instance_Info {
 
 // One database of an instance.
 struct Database_Info {
-  System_Instance_Info instance_info;
-  bool active;  // started
-  std::string name;
-  std::string description;
-  std::string os_user;
-  std::string os_group;
+  System_Instance_Info instance_info;  // of its instance; a listing of databases leaves it empty
+  bool active;                         // started
+  std::string name;                    // "SYSTEMDB" or a tenant's; a single container's is its SID
+  std::string description;             // as M_DATABASES has it
+  std::string os_user;                 // for the program's own use: nothing here fills or reads it
+  std::string os_group;                // the same
 };
 
+// Lists of records, in the order in which they were found.
 typedef std::list<System_Instance_Info> System_Instance_Info_List;
 typedef std::list<Database_Info> Database_Info_List;
 

@@ -20,6 +20,7 @@ namespace platform {
 GUSTAIKRUM_EXPORT bool is_directory(const std::string& path);
 GUSTAIKRUM_EXPORT bool is_regular_file(const std::string& path);
 
+// Bits for kinds of reparse points, of which Linux has none.
 typedef unsigned reparse_types_t;
 
 // One entry of a directory.
@@ -53,23 +54,29 @@ class GUSTAIKRUM_EXPORT Directory_Reader {
 // A default iterator is the end.
 class GUSTAIKRUM_EXPORT Directory_Iterator {
  public:
+  // What the standard library asks of an iterator.
   typedef std::forward_iterator_tag iterator_category;
   typedef Directory_Entry value_type;
   typedef std::ptrdiff_t difference_type;
   typedef const Directory_Entry* pointer;
   typedef const Directory_Entry& reference;
 
+  // Stands at the end.
   Directory_Iterator() = default;
 
   // Stands on the first entry. The end, for a path that is null or empty and for a directory that cannot be opened or
   // read. The flag and the mask are handed to the reader.
   Directory_Iterator(const char* path, bool flag, reparse_types_t mask);
 
+  // A copy stands where the other does, and goes on with it.
   Directory_Iterator(const Directory_Iterator&);
   Directory_Iterator& operator=(const Directory_Iterator&);
   ~Directory_Iterator();
 
+  // To the next entry, or to the end after the last one and where reading fails; at the end it stays there.
   Directory_Iterator& operator++();
+
+  // The entry; it lasts until the walk goes on. Not to be called at the end.
   reference operator*() const { return state_->val_; }
   pointer operator->() const { return &state_->val_; }
 

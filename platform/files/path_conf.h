@@ -21,6 +21,7 @@ class GUSTAIKRUM_EXPORT Path_Conf {
   // Puts the value in the place of the first `placeholder`. A path without one stays as it is.
   void fix(const std::string& placeholder, const std::string& value);
 
+  // The path as it stands by now.
   const std::string& str() const { return prefix_; }
 
  private:

@@ -7,6 +7,7 @@
 
 namespace platform {
 
+// How a blank and a slash are encoded; the values are bits.
 enum HTTP_Encode_Flag {
   HTTP_ENCODE_SPACE_AS_PLUS = 1,  // else "%20"
   HTTP_ENCODE_SLASH = 2           // else "/" stays

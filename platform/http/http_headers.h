@@ -9,12 +9,12 @@
 
 namespace platform {
 
-// The header fields that the library looks at.
+// The header fields that the library looks at, by the numbers that HTTP_Headers takes.
 enum HTTP_Header_Id {
-  HTTP_HEADER_CONNECTION = 8,
-  HTTP_HEADER_CONTENT_LENGTH = 12,
-  HTTP_HEADER_CONTENT_TYPE = 16,
-  HTTP_HEADER_TRANSFER_ENCODING = 40
+  HTTP_HEADER_CONNECTION = 8,         // Connection
+  HTTP_HEADER_CONTENT_LENGTH = 12,    // Content-Length
+  HTTP_HEADER_CONTENT_TYPE = 16,      // Content-Type
+  HTTP_HEADER_TRANSFER_ENCODING = 40  // Transfer-Encoding
 };
 
 // A message's header fields by HTTP_Header_Id. A field may stand on several lines.

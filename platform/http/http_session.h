@@ -13,13 +13,13 @@ namespace platform {
 
 // Where a session's server is, who asks, what is trusted and how long is waited.
 struct HTTP_Session_Options {
-  std::string base_url;    // "https://host:port", with a path if all requests share one; no user, query or fragment
-  std::string user;        // sent with the password by basic authentication; empty for none
-  secure_string password;  // the HTTP library underneath keeps copies of its own while the session lives
-  std::string ca_file;     // PEM certificates, then the only ones trusted; empty for those of the host
-  bool verify_peer = true;
-  int connect_timeout = 30;                       // seconds, name look-up and TLS included
-  int idle_timeout = 60;                          // seconds in which fewer than 100 bytes a second move
+  std::string base_url;      // "https://host:port", with a path if all requests share one; no user, query or fragment
+  std::string user;          // sent with the password by basic authentication; empty for none
+  secure_string password;    // the HTTP library underneath keeps copies of its own while the session lives
+  std::string ca_file;       // PEM certificates, then the only ones trusted; empty for those of the host
+  bool verify_peer = true;   // false takes any server for the named one
+  int connect_timeout = 30;  // seconds, name look-up and TLS included
+  int idle_timeout = 60;     // seconds in which fewer than 100 bytes a second move
   std::size_t max_body = std::size_t{256} << 20;  // bytes of a response's body
 };
 
@@ -34,9 +34,9 @@ enum class HTTP_Outcome {
 
 // A request's body.
 struct HTTP_Content {
-  std::string_view text;
-  const char* type;  // null for none
-  bool chunked;      // goes out as a chunk rather than under a Content-Length
+  std::string_view text;  // the caller's, until the call is over
+  const char* type;       // null for none
+  bool chunked;           // goes out as a chunk rather than under a Content-Length
 };
 
 // A server and the way to reach it. Threads may share one.
@@ -50,6 +50,7 @@ class GUSTAIKRUM_EXPORT HTTP_Session {
                             HTTP_Response& response) = 0;
 };
 
+// A session that is shared; empty for none.
 using HTTP_Session_var = std::shared_ptr<HTTP_Session>;
 
 // A session over HTTP/1.1 with or without TLS (1.2 at least); nothing is connected yet. The handle is empty, with the

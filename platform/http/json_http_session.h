@@ -25,9 +25,10 @@ class GUSTAIKRUM_EXPORT JSON_HTTP_Session {
   // True if there is an HTTP session.
   explicit operator bool() const { return session_ != nullptr; }
 
+  // Sends the request with this method. `output` is replaced by the reply's JSON.
   bool get(HTTP_Request& request, HTTP_Response& response, json::Value& output);
 
-  // `input` is the body, null for an empty one; `output` may be null.
+  // The same; `input` is the body, null for an empty one; `output` may be null.
   bool post(HTTP_Request& request, const json::Value* input, HTTP_Response& response, json::Value* output);
   bool put(HTTP_Request& request, const json::Value* input, HTTP_Response& response, json::Value* output);
   bool delete_(HTTP_Request& request, HTTP_Response& response, json::Value* output);

@@ -15,6 +15,7 @@ namespace platform {
 // reader asks for. Threads may share one.
 class GUSTAIKRUM_EXPORT Instance {
  public:
+  // Without options, or with a copy of the other's as they are at that moment.
   Instance() = default;
   Instance(const Instance& other);
   Instance& operator=(const Instance& other);
@@ -47,6 +48,7 @@ class GUSTAIKRUM_EXPORT Instance {
   std::map<std::string, std::string> options_;
 };
 
+// An instance that is shared; empty for none.
 using Instance_var = std::shared_ptr<Instance>;
 
 }  // namespace platform

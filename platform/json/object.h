@@ -30,8 +30,10 @@ GUSTAIKRUM_EXPORT const Array& object_get_array_or_throw(const Object& object, c
 // replaced.
 class Object_Inserter {
  public:
+  // Keeps a reference to the object.
   explicit Object_Inserter(Object& object) : object_(object) {}
 
+  // Sets one key, and is itself again for the next one.
   Object_Inserter& operator()(const char* key, Value value) {
     object_[key] = std::move(value);
     return *this;
@@ -41,6 +43,7 @@ class Object_Inserter {
   Object& object_;
 };
 
+// Begins such a row of keys.
 inline Object_Inserter insert(Object& object) {
   return Object_Inserter(object);
 }
@@ -48,8 +51,10 @@ inline Object_Inserter insert(Object& object) {
 // Reads keys leniently out of an object that outlives it: extract(object)("sid", sid)("size", size).
 class Const_Object_Extractor {
  public:
+  // Keeps a reference to the object.
   explicit Const_Object_Extractor(const Object& object) : object_(object) {}
 
+  // Replaces `field` by the key's value, as object_get() does; without one it stays as it is.
   template <class Field>
   const Const_Object_Extractor& operator()(const char* key, Field& field) const {
     object_get(object_, key, field);
@@ -60,15 +65,20 @@ class Const_Object_Extractor {
   const Object& object_;
 };
 
+// Begins such a row of keys.
 inline Const_Object_Extractor extract(const Object& object) {
   return Const_Object_Extractor(object);
 }
 
-// The same, key by key strictly where `throw_` is true. What was read before a strict key failed stays in its field.
+// Reads keys out of an object that outlives it, each of them strictly or leniently. What was read before a strict key
+// failed stays in its field.
 class Const_Object_Throw_Extractor {
  public:
+  // Keeps a reference to the object.
   explicit Const_Object_Throw_Extractor(const Object& object) : object_(object) {}
 
+  // Replaces `field` by the key's value. Where there is none of its type, `throw_` has it throw std::runtime_error,
+  // which names the key, and else `field` stays as it is.
   template <class Field>
   const Const_Object_Throw_Extractor& operator()(const char* key, Field& field, bool throw_) const {
     if (throw_) {
@@ -88,6 +98,7 @@ class Const_Object_Throw_Extractor {
   const Object& object_;
 };
 
+// Begins such a row of keys.
 inline Const_Object_Throw_Extractor extract_or_throw(const Object& object) {
   return Const_Object_Throw_Extractor(object);
 }

@@ -22,8 +22,10 @@ GUSTAIKRUM_EXPORT bool loads_json(const char* text, std::size_t length, Value& v
 // becomes null.
 class GUSTAIKRUM_EXPORT JSON_Dump {
  public:
+  // Writes the text at once; the value is not kept.
   JSON_Dump(const Value& value, bool pretty);
 
+  // The text, in UTF-8; it lasts as long as this object.
   const char* c_str() const { return text_.c_str(); }
   const std::string& str() const { return text_; }
 

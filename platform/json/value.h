@@ -13,10 +13,20 @@
 namespace platform::json {
 
 class Value;
+// An object's members by name, each name once; an array's elements in their order.
 using Object = std::map<std::string, Value>;
 using Array = std::vector<Value>;
 
-enum Value_type { obj_type, array_type, str_type, bool_type, int_type, real_type, null_type };
+// What a value holds.
+enum Value_type {
+  obj_type,    // members by name
+  array_type,  // elements in their order
+  str_type,    // a text in UTF-8
+  bool_type,   // true or false
+  int_type,    // an integer, signed or unsigned
+  real_type,   // any other number
+  null_type    // JSON's null
+};
 
 // One JSON value: null, a bool, an integer from -2^63 to 2^64 - 1, a real number, a text, an array or an object.
 //
@@ -25,8 +35,9 @@ enum Value_type { obj_type, array_type, str_type, bool_type, int_type, real_type
 // its own care. A getter throws std::runtime_error if the value is of another type or does not fit.
 class GUSTAIKRUM_EXPORT Value {
  public:
+  // Null without an argument, else a value of the argument's type; a null pointer to characters is the empty text.
   Value() noexcept;
-  Value(const char* text);  // null gives the empty text
+  Value(const char* text);
   Value(std::string text);
   Value(Array array);
   Value(Object object);
@@ -43,28 +54,37 @@ class GUSTAIKRUM_EXPORT Value {
   template <class T, std::enable_if_t<!std::is_same_v<std::remove_cv_t<T>, char>, bool> = true>
   Value(T*) = delete;  // a pointer is no bool
 
+  // Copies are deep, and what is moved from is null.
   Value(const Value& other);
   Value(Value&& other) noexcept;
   Value& operator=(const Value& other);
   Value& operator=(Value&& other) noexcept;
   ~Value();
 
+  // What it holds, and whether that is null.
   Value_type type() const noexcept;
   bool is_null() const noexcept { return type() == null_type; }
+
   // True for an integer that is not negative.
   bool is_uint64() const noexcept { return std::holds_alternative<std::uint64_t>(data_); }
 
+  // What it holds, if that is of the type asked for; std::runtime_error otherwise. References last until the value
+  // changes.
   const std::string& get_str() const;
   const Object& get_obj() const;
   Object& get_obj();
   const Array& get_array() const;
   Array& get_array();
   bool get_bool() const;
-  // A real number is no integer, 5.0 included; neither is a number beyond the type's range.
+
+  // A number, if it is of the type asked for; std::runtime_error otherwise. A real number is no integer, 5.0 included;
+  // neither is a number beyond the type's range.
   int get_int() const;
   std::int64_t get_int64() const;
   std::uint64_t get_uint64() const;
-  double get_real() const;  // of any number
+
+  // Any number, an integer too, as the nearest double; std::runtime_error for what is no number.
+  double get_real() const;
 
  private:
   template <class T>

@@ -19,11 +19,13 @@ struct Log_Format {
   Log_Format(const char* format_text, const char* source_file = __builtin_FILE(), int source_line = __builtin_LINE())
       : text(format_text), file(source_file), line(source_line) {}
 
-  const char* text;
-  const char* file;
-  int line;
+  const char* text;  // as ACE's printf-like language has it; not copied
+  const char* file;  // where it is logged, a literal of the compiler's
+  int line;          // in that file
 };
 
+// Hands one message to ACE's log, from the place that `format` names, with what `priority` and `status` say and the
+// arguments that the format asks for. errno is kept.
 GUSTAIKRUM_EXPORT void log_record(const Log_Format& format, ACE_Log_Priority priority, int status, ...);
 
 // ACE takes its arguments unchecked through "...", where a std::string would pass and be read as garbage.

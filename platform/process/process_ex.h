@@ -20,10 +20,11 @@ namespace platform {
 // wait for the child: Text_Process_Handler::call() and subprocess::call() do.
 class GUSTAIKRUM_EXPORT ACE_Process_Ex : public ACE_Process {
  public:
+  // Which streams of the child are captured.
   enum {
-    REDIRECT_STDIN = 1,  // accepted; standard input is "/dev/null" in any case
-    REDIRECT_STDOUT = 2,
-    REDIRECT_STDERR = 4,
+    REDIRECT_STDIN = 1,         // accepted; standard input is "/dev/null" in any case
+    REDIRECT_STDOUT = 2,        // standard output alone
+    REDIRECT_STDERR = 4,        // standard error alone
     REDIRECT_STDOUT_STDERR = 8  // both, each on its own pipe
   };
 
@@ -44,6 +45,7 @@ class GUSTAIKRUM_EXPORT ACE_Process_Ex : public ACE_Process {
   int take_stdout() { return std::exchange(stdout_, -1); }
   int take_stderr() { return std::exchange(stderr_, -1); }
 
+  // The constructor's callback, empty where there is none.
   const ACE_Log_Msg_Callback_var& callback() const { return callback_; }
 
   // Tells the callback, or the log at LM_DEBUG, that the program of `options` "... <what>", with the text of an error

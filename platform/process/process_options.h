@@ -24,6 +24,7 @@ namespace platform {
 // options are destroyed. An object is used by one thread at a time.
 class GUSTAIKRUM_EXPORT Process_Options : public ACE_Process_Options {
  public:
+  // Without a command line yet. The child gets the caller's environment, or with false only what setenv() gives it.
   explicit Process_Options(bool inherit_environment = true);
   ~Process_Options();
   Process_Options(const Process_Options&) = delete;

@@ -14,7 +14,7 @@ struct Service_Info {
   std::string cmd;   // its arguments, joined by blanks
   std::string user;  // who runs it (the effective user); the number where the user has no name, or where that cannot
                      // be told, which is logged at LM_DEBUG
-  pid_t pid;
+  pid_t pid;         // as this process's pid namespace numbers it
 };
 
 // Looks through the processes of this host that "/proc" shows, whoever they belong to, anew on every call.

@@ -15,6 +15,7 @@ namespace platform {
 // than 16 MiB is dropped with a message. A handler is used by one thread at a time; the callbacks run on the caller's.
 class GUSTAIKRUM_EXPORT Text_Process_Handler {
  public:
+  // How long a child is waited for.
   enum {
     TERM_TIMEOUT = 600,          // seconds that a child may live on after it has closed its output
     TERM_RETRY_INTERVAL = 60,    // seconds from SIGTERM to SIGKILL then

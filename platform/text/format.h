@@ -22,6 +22,7 @@ GUSTAIKRUM_EXPORT bool string_vsprintf(std::string& output, const char* format, 
 template <std::size_t N>
 class snprintf_t {
  public:
+  // `format` and what follows as printf() takes them; nothing of them is kept.
   explicit snprintf_t(const char* format, ...) __attribute__((format(printf, 2, 3))) {
     std::va_list args;
     va_start(args, format);
@@ -38,6 +39,7 @@ class snprintf_t {
     va_end(again);
   }
 
+  // The text, NUL-terminated and as long-lived as this object, or a copy of it.
   const char* c_str() const { return outside_.empty() ? inside_ : outside_.c_str(); }
   std::string str() const { return c_str(); }
 

@@ -8,8 +8,9 @@
 
 namespace platform {
 
+// A user's numbers.
 struct User_Ids {
-  uid_t uid;
+  uid_t uid;  // the user's own
   gid_t gid;  // the primary group
 };
 
