@@ -55,6 +55,9 @@ template <class T>
 auto show(std::ostream& out, const T& value) -> decltype(out << value, void()) {
   out << value;
 }
+void show(std::ostream& out, const std::string& text) {
+  out << text;
+}
 template <class Record>
 auto show(std::ostream& out, const Record& record)
     -> decltype(record >> std::declval<platform::json::Object&>(), void()) {
