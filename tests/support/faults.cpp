@@ -9,6 +9,7 @@
 #include <sys/syscall.h>
 
 #include <atomic>
+#include <boost/preprocessor.hpp>
 #include <cerrno>
 #include <cstdint>
 
@@ -24,27 +25,32 @@ void __libc_free(void* memory);
 namespace test {
 namespace {
 
+// The kinds of calls, by name, and how they fail.
+#define KINDS(KIND)                       \
+  KIND(memory, ENOMEM, -ENOMEM)           \
+  KIND(open, EMFILE, EINTR, EIO, -EMFILE) \
+  KIND(read, EIO, EINTR, -EIO)            \
+  KIND(stat, EIO, ENOMEM)                 \
+  KIND(readdir, EIO)                      \
+  KIND(poll, ENOMEM, EINTR, -EINVAL)      \
+  KIND(pipe, EMFILE)                      \
+  KIND(socket, EMFILE)                    \
+  KIND(send, ENOBUFS, EINTR)              \
+  KIND(recv, ENOBUFS, EINTR)              \
+  KIND(spawn, EAGAIN, EPERM)              \
+  KIND(wait, ECHILD, EINTR)               \
+  KIND(descriptor, ENOMEM)                \
+  KIND(kernel, EPERM, ENOMEM)             \
+  KIND(change, EPERM)                     \
+  KIND(map, ENOMEM)                       \
+  KIND(lookup, EIO, EMFILE)               \
+  KIND(curl_option, CURLE_OUT_OF_MEMORY)  \
+  KIND(curl_handle, 0)
+#define NUMBER(name, ...) of_##name,
+#define FAILURES(name, ...) {#name, {__VA_ARGS__}},
+
 enum Kind {
-  MEMORY,
-  OPEN,
-  READ,
-  STAT,
-  READDIR,
-  POLL,
-  PIPE,
-  SOCKET,
-  SEND,
-  RECV,
-  SPAWN,
-  WAIT,
-  DESCRIPTOR,
-  KERNEL,
-  CHANGE,
-  MAP,
-  LOOKUP,
-  CURL_OPTION,
-  CURL_HANDLE,
-  PAUSE  // never counted: no pause takes any time
+  KINDS(NUMBER) of_pause  // never counted: no pause takes any time
 };
 
 struct Plan {
@@ -66,7 +72,7 @@ thread_local bool armed = false;
 thread_local long held = 0;
 
 bool fails(std::size_t kind) {
-  if (armed && kind == PAUSE) return true;
+  if (armed && kind == of_pause) return true;
   if (!armed || plan().kind != kind) return false;
   const long call = ++plan().calls;
   if (call != plan().nth && !(plan().lasting && call > plan().nth)) return false;
@@ -98,27 +104,7 @@ Call next(const char* name) {
 
 }  // namespace
 
-const Call_Kind CALL_KINDS[] = {
-    {"memory", {ENOMEM, -ENOMEM}},
-    {"open", {EMFILE, EINTR, EIO, -EMFILE}},
-    {"read", {EIO, EINTR, -EIO}},
-    {"stat", {EIO, ENOMEM}},
-    {"readdir", {EIO}},
-    {"poll", {ENOMEM, EINTR, -EINVAL}},
-    {"pipe", {EMFILE}},
-    {"socket", {EMFILE}},
-    {"send", {ENOBUFS, EINTR}},
-    {"recv", {ENOBUFS, EINTR}},
-    {"spawn", {EAGAIN, EPERM}},
-    {"wait", {ECHILD, EINTR}},
-    {"descriptor", {ENOMEM}},
-    {"kernel", {EPERM, ENOMEM}},
-    {"change", {EPERM}},
-    {"map", {ENOMEM}},
-    {"lookup", {EIO, EMFILE}},
-    {"curl_option", {CURLE_OUT_OF_MEMORY}},
-    {"curl_handle", {0}},
-};
+const Call_Kind CALL_KINDS[] = {KINDS(FAILURES)};
 const std::size_t CALL_KIND_COUNT = sizeof(CALL_KINDS) / sizeof(CALL_KINDS[0]);
 
 Fault::Fault(std::size_t kind, int error, long nth) {
@@ -156,17 +142,17 @@ extern "C" {
 
 __attribute__((visibility("default"))) void* test_malloc(std::size_t size) asm("malloc");
 void* test_malloc(std::size_t size) {
-  return test::fails(test::MEMORY) ? nullptr : test::hold(__libc_malloc(size));
+  return test::fails(test::of_memory) ? nullptr : test::hold(__libc_malloc(size));
 }
 
 __attribute__((visibility("default"))) void* test_calloc(std::size_t count, std::size_t size) asm("calloc");
 void* test_calloc(std::size_t count, std::size_t size) {
-  return test::fails(test::MEMORY) ? nullptr : test::hold(__libc_calloc(count, size));
+  return test::fails(test::of_memory) ? nullptr : test::hold(__libc_calloc(count, size));
 }
 
 __attribute__((visibility("default"))) void* test_realloc(void* memory, std::size_t size) asm("realloc");
 void* test_realloc(void* memory, std::size_t size) {
-  if (size != 0 && test::fails(test::MEMORY)) return nullptr;
+  if (size != 0 && test::fails(test::of_memory)) return nullptr;
   test::release(memory);
   return test::hold(__libc_realloc(memory, size));
 }
@@ -174,7 +160,7 @@ void* test_realloc(void* memory, std::size_t size) {
 __attribute__((visibility("default"))) void* test_aligned_alloc(std::size_t alignment,
                                                                 std::size_t size) asm("aligned_alloc");
 void* test_aligned_alloc(std::size_t alignment, std::size_t size) {
-  return test::fails(test::MEMORY) ? nullptr : test::hold(__libc_memalign(alignment, size));
+  return test::fails(test::of_memory) ? nullptr : test::hold(__libc_memalign(alignment, size));
 }
 
 __attribute__((visibility("default"))) void test_free(void* memory) asm("free");
@@ -184,73 +170,45 @@ void test_free(void* memory) {
   __libc_free(memory);
 }
 
-#define STAND_BEFORE(name, kind, failure)                                                                             \
+// For each of the names.
+#define STAND_BEFORE(kind, failure, ...) \
+  BOOST_PP_SEQ_FOR_EACH(STAND_BEFORE_NAME, (kind, failure), BOOST_PP_VARIADIC_TO_SEQ(__VA_ARGS__))
+#define STAND_BEFORE_NAME(r, how, name) STAND_BEFORE_ONE(name, BOOST_PP_TUPLE_ELEM(0, how), BOOST_PP_TUPLE_ELEM(1, how))
+#define STAND_BEFORE_ONE(name, kind, failure)                                                                         \
   __attribute__((visibility("default"))) long test_##name(long a, long b, long c, long d, long e, long f) asm(#name); \
   long test_##name(long a, long b, long c, long d, long e, long f) {                                                  \
     static const test::Call real = test::next(#name);                                                                 \
     return test::fails(test::kind) ? (failure) : real(a, b, c, d, e, f);                                              \
   }
-STAND_BEFORE(open, OPEN, -1)
-STAND_BEFORE(open64, OPEN, -1)
-STAND_BEFORE(openat, OPEN, -1)
-STAND_BEFORE(openat64, OPEN, -1)
-STAND_BEFORE(fopen, OPEN, 0)
-STAND_BEFORE(fopen64, OPEN, 0)
-STAND_BEFORE(fdopendir, DESCRIPTOR, 0)
-STAND_BEFORE(read, READ, -1)
-STAND_BEFORE(pread, READ, -1)
-STAND_BEFORE(pread64, READ, -1)
-STAND_BEFORE(readlink, READ, -1)
-STAND_BEFORE(readlinkat, READ, -1)
-STAND_BEFORE(stat, STAT, -1)
-STAND_BEFORE(stat64, STAT, -1)
-STAND_BEFORE(fstat, STAT, -1)
-STAND_BEFORE(fstat64, STAT, -1)
-STAND_BEFORE(lstat, STAT, -1)
-STAND_BEFORE(lstat64, STAT, -1)
-STAND_BEFORE(fstatat, STAT, -1)
-STAND_BEFORE(fstatat64, STAT, -1)
-STAND_BEFORE(statx, STAT, -1)
-STAND_BEFORE(readdir, READDIR, 0)
-STAND_BEFORE(readdir64, READDIR, 0)
-STAND_BEFORE(getdents64, READDIR, -1)
-STAND_BEFORE(poll, POLL, -1)
-STAND_BEFORE(ppoll, POLL, -1)
-STAND_BEFORE(pipe, PIPE, -1)
-STAND_BEFORE(pipe2, PIPE, -1)
-STAND_BEFORE(socketpair, PIPE, -1)
-STAND_BEFORE(socket, SOCKET, -1)
-STAND_BEFORE(send, SEND, -1)
-STAND_BEFORE(sendto, SEND, -1)
-STAND_BEFORE(recv, RECV, -1)
-STAND_BEFORE(waitid, WAIT, errno == EINTR ? -1 : test::after(real(a, b, c, d, e, f)))
-STAND_BEFORE(waitpid, WAIT, errno == EINTR ? -1 : test::after(real(a, b, c, d, e, f)))
-STAND_BEFORE(ioctl, DESCRIPTOR, -1)
-STAND_BEFORE(fcntl, DESCRIPTOR, -1)
-STAND_BEFORE(fcntl64, DESCRIPTOR, -1)
-STAND_BEFORE(dup2, DESCRIPTOR, -1)
-STAND_BEFORE(setsockopt, DESCRIPTOR, -1)
-STAND_BEFORE(syscall, KERNEL, -1)
-STAND_BEFORE(clone, SPAWN, -1)
-STAND_BEFORE(chmod, CHANGE, -1)
-STAND_BEFORE(fchownat, CHANGE, -1)
-STAND_BEFORE(mmap, MAP, -1)
-STAND_BEFORE(getpwnam_r, LOOKUP, errno)
-STAND_BEFORE(getpwuid_r, LOOKUP, errno)
-STAND_BEFORE(getgrnam_r, LOOKUP, errno)
-STAND_BEFORE(getgrouplist, LOOKUP, -1)
-STAND_BEFORE(nanosleep, PAUSE, 0)
-STAND_BEFORE(clock_nanosleep, PAUSE, 0)
-STAND_BEFORE(curl_easy_setopt, CURL_OPTION, errno)
-STAND_BEFORE(curl_easy_getinfo, CURL_OPTION, errno)
-STAND_BEFORE(curl_easy_init, CURL_HANDLE, 0)
-STAND_BEFORE(curl_slist_append, CURL_HANDLE, 0)
+STAND_BEFORE(of_open, -1, open, open64, openat, openat64)
+STAND_BEFORE(of_open, 0, fopen, fopen64)
+STAND_BEFORE(of_descriptor, 0, fdopendir)
+STAND_BEFORE(of_read, -1, read, pread, pread64, readlink, readlinkat)
+STAND_BEFORE(of_stat, -1, stat, stat64, fstat, fstat64, lstat, lstat64, fstatat, fstatat64, statx)
+STAND_BEFORE(of_readdir, 0, readdir, readdir64)
+STAND_BEFORE(of_readdir, -1, getdents64)
+STAND_BEFORE(of_poll, -1, poll, ppoll)
+STAND_BEFORE(of_pipe, -1, pipe, pipe2, socketpair)
+STAND_BEFORE(of_socket, -1, socket)
+STAND_BEFORE(of_send, -1, send, sendto)
+STAND_BEFORE(of_recv, -1, recv)
+STAND_BEFORE(of_wait, errno == EINTR ? -1 : test::after(real(a, b, c, d, e, f)), waitid, waitpid)
+STAND_BEFORE(of_descriptor, -1, ioctl, fcntl, fcntl64, dup2, setsockopt)
+STAND_BEFORE(of_kernel, -1, syscall)
+STAND_BEFORE(of_spawn, -1, clone)
+STAND_BEFORE(of_change, -1, chmod, fchownat)
+STAND_BEFORE(of_map, -1, mmap)
+STAND_BEFORE(of_lookup, errno, getpwnam_r, getpwuid_r, getgrnam_r)
+STAND_BEFORE(of_lookup, -1, getgrouplist)
+STAND_BEFORE(of_pause, 0, nanosleep, clock_nanosleep)
+STAND_BEFORE(of_curl_option, errno, curl_easy_setopt, curl_easy_getinfo)
+STAND_BEFORE(of_curl_handle, 0, curl_easy_init, curl_slist_append)
 
 // As a child that shared the caller's memory would return twice through this frame, it gets a copy; the caller waits.
 __attribute__((visibility("default"))) long test_vfork() asm("vfork");
 long test_vfork() {
   static const test::Call real = test::next("syscall");
-  return test::fails(test::SPAWN) ? -1 : real(SYS_clone, CLONE_VFORK | SIGCHLD, 0, 0, 0, 0);
+  return test::fails(test::of_spawn) ? -1 : real(SYS_clone, CLONE_VFORK | SIGCHLD, 0, 0, 0, 0);
 }
 
 }  // extern "C"
