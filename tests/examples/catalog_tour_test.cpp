@@ -1,9 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "sandbox/catalog_service.h"
 #include "sandbox/certificate.h"
-#include "tests/support/command.h"
-#include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -1,36 +1,20 @@
 // The catalog's operations, and the records that they send and receive.
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <map>
-#include <regex>
-#include <tuple>
-
 #include "hana/common/backint_catalog_helper.h"
 #include "platform/json/object.h"
 #include "platform/json/text.h"
 #include "sandbox/catalog_service.h"
 #include "sandbox/certificate.h"
-#include "tests/support/log_capture.h"
 #include "tests/support/scripted_server.h"
-#include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using platform::HTTP_Session_Options;
-using platform::JSON_HTTP_Session;
-using platform::json::JSON_Dump;
-using platform::json::Object;
-using platform::json::Value;
+using namespace platform;
+using namespace platform::json;
 using sandbox::Catalog_Service;
-using sap_hana::Backint_Backup_Job_Info;
-using sap_hana::Backint_Catalog_helper;
-using sap_hana::Backup_File_Info;
-using sap_hana::Backup_Files_Info;
-using test::Scripted_Answer;
-using test::Scripted_Server;
-using test::whole;
+using namespace sap_hana;
+using namespace test;
 
 HTTP_Session_Options options_for(const std::string& url) {
   HTTP_Session_Options options;

@@ -1,13 +1,5 @@
 #include "hana/common/filename_parser.h"
-
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <map>
-#include <string>
-#include <tuple>
-
-#include "tests/support/log_capture.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -2,14 +2,6 @@
 
 #include <ace/Log_Msg_Callback.h>
 #include <ace/Log_Record.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <tuple>
 
 #include "hana/common/hdbsql_general_text_handler.h"
 #include "hana/common/list_databases.h"
@@ -17,17 +9,11 @@
 #include "hana/common/system_config_manager.h"
 #include "platform/instances/instance_manager.h"
 #include "tests/support/foreign_locale.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using sap_hana::Database_Info;
-using sap_hana::Database_Lister;
-using sap_hana::HDBSQL_Executor;
-using sap_hana::HDBSQL_General_Text_Handler;
-using sap_hana::Schema_Lister;
-using sap_hana::System_Config_Manager;
+using namespace sap_hana;
 
 const std::string ALL_DATABASES = "select DATABASE_NAME,DESCRIPTION,ACTIVE_STATUS from M_DATABASES";
 

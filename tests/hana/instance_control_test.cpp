@@ -1,12 +1,9 @@
 #include "hana/common/instance_control.h"
 
-#include <gtest/gtest.h>
 #include <pwd.h>
-#include <unistd.h>
 
 #include "sandbox/host.h"
-#include "tests/support/child.h"
-#include "tests/support/log_capture.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -1,34 +1,18 @@
 #include "hana/common/list_instances.h"
 
-#include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <sched.h>
-#include <signal.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <set>
-#include <thread>
 
 #include "sandbox/host.h"
-#include "tests/support/child.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/own_process.h"
+#include "tests/support/test.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using sap_hana::System_Instance_Info;
-using sap_hana::System_Instance_Info_List;
-using sap_hana::System_Instance_Lister;
+using namespace sap_hana;
 using Records = std::multiset<std::string>;
 
 const std::string VERSION = "2.00.071.00.1687900751";

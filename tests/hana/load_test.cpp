@@ -1,14 +1,8 @@
 #include <ace/Log_Msg.h>
-#include <gtest/gtest.h>
 #include <malloc.h>
-#include <sys/wait.h>
-
-#include <cstdlib>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "tests/support/faults.h"
+#include "tests/support/test.h"
 #include "tests/torture/operations.h"
 
 // Nothing fails here.

@@ -1,19 +1,8 @@
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <string.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <fstream>
-#include <string>
-#include <vector>
 
 #include "hana/common/hdbsql_executor.h"
 #include "platform/files/unique_fd.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 

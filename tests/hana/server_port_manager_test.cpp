@@ -1,18 +1,13 @@
 #include "hana/common/server_port_manager.h"
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 
-#include <map>
-#include <string>
-
 #include "platform/files/unique_fd.h"
 #include "tests/support/failing_call.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/own_process.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -1,16 +1,11 @@
 // Statements and their effects on a simulated host, whose hdbsql really evaluates them.
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <tuple>
-
 #include "hana/common/list_databases.h"
 #include "hana/common/list_instances.h"
 #include "hana/common/tenant_database_control.h"
 #include "platform/instances/instance_manager.h"
 #include "sandbox/host.h"
-#include "tests/support/log_capture.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -1,27 +1,17 @@
 // What is read from a system's own files and from the environments of its processes.
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <filesystem>
-#include <fstream>
-
 #include "hana/common/environ_getter.h"
 #include "hana/common/host_info_getter.h"
 #include "hana/common/nameserver_config_parser.h"
 #include "hana/common/replication_state_getter.h"
 #include "hana/common/system_control.h"
 #include "sandbox/host.h"
-#include "tests/support/child.h"
-#include "tests/support/log_capture.h"
+#include "tests/support/test.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using sap_hana::Environ_Getter;
-using sap_hana::HANA_Env_Value;
-using sap_hana::Host_Info_Getter;
-using sap_hana::Replication_State_Getter;
+using namespace sap_hana;
 using Texts = std::list<std::string>;
 
 const std::string SAPSERVICES = "/usr/sap/sapservices";

@@ -1,16 +1,9 @@
 #include "hana/common/utils.h"
 
-#include <gtest/gtest.h>
 #include <pwd.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <string>
 
 #include "sandbox/way.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/own_process.h"
-#include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 

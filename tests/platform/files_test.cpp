@@ -1,27 +1,12 @@
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cerrno>
-#include <set>
-#include <thread>
-
 #include "platform/files/chown_r.h"
 #include "platform/files/directory.h"
 #include "platform/files/file_content.h"
 #include "sandbox/way.h"
-#include "tests/support/child.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/own_process.h"
-#include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using platform::Directory_Iterator;
-using platform::File_Read;
+using namespace platform;
 
 class Files : public testing::Test {
  protected:

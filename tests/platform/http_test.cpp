@@ -1,29 +1,14 @@
-#include <gtest/gtest.h>
-#include <pthread.h>
-#include <signal.h>
-
-#include <chrono>
-#include <cstdlib>
-
 #include "platform/http/http_encoding.h"
 #include "platform/http/http_session.h"
 #include "platform/http/json_http_session.h"
-#include "tests/support/log_capture.h"
 #include "tests/support/scripted_server.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using platform::HTTP_Content;
-using platform::HTTP_Outcome;
-using platform::HTTP_Request;
-using platform::HTTP_Response;
-using platform::HTTP_Session_Options;
-using platform::HTTP_Session_var;
-using platform::JSON_HTTP_Session;
+using namespace platform;
 using platform::json::Value;
-using test::Scripted_Answer;
-using test::Scripted_Server;
-using test::whole;
+using namespace test;
 using Then = test::Scripted_Answer::Then;
 
 constexpr std::size_t MAX_BODY = 1000;

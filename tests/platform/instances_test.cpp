@@ -1,11 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <optional>
-
 #include "platform/instances/instance_manager.h"
 #include "tests/support/foreign_locale.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -1,17 +1,10 @@
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <stdexcept>
-
 #include "platform/json/object.h"
 #include "platform/json/text.h"
-#include "tests/support/log_capture.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using platform::json::Array;
-using platform::json::Object;
-using platform::json::Value;
+using namespace platform::json;
 
 static_assert(std::is_nothrow_move_constructible_v<Value> && std::is_nothrow_move_assignable_v<Value>);
 

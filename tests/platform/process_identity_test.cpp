@@ -1,17 +1,13 @@
 #include "platform/process/process_identity.h"
 
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/prctl.h>
-#include <unistd.h>
 
 #include "sandbox/way.h"
-#include "tests/support/child.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using platform::Process_Identity;
-using platform::Process_Owner;
+using namespace platform;
 using test::Child;
 
 // A shell whose name, as /proc shows it, looks like what stands behind a name there.

@@ -1,27 +1,8 @@
 #include <ace/Log_Record.h>
-#include <fcntl.h>
 #include <grp.h>
-#include <gtest/gtest.h>
 #include <pwd.h>
-#include <signal.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <thread>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include "platform/log/log.h"
 #include "platform/process/child_watch.h"
@@ -31,15 +12,12 @@
 #include "platform/users/accounts.h"
 #include "sandbox/way.h"
 #include "tests/support/failing_call.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/own_process.h"
+#include "tests/support/test.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using platform::ACE_Process_Ex;
-using platform::Child_End;
-using platform::Process_Options;
+using namespace platform;
 
 constexpr unsigned BOTH = ACE_Process_Ex::REDIRECT_STDOUT_STDERR;
 constexpr gid_t NOBODY = 65534;

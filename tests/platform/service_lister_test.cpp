@@ -1,14 +1,8 @@
 #include "platform/process/service_lister.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
-
 #include "platform/users/accounts.h"
 #include "sandbox/way.h"
-#include "tests/support/child.h"
-#include "tests/support/log_capture.h"
+#include "tests/support/test.h"
 
 namespace {
 

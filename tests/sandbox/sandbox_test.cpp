@@ -1,10 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
-
 #include "sandbox/host.h"
-#include "tests/support/command.h"
+#include "tests/support/test.h"
 
 namespace {
 

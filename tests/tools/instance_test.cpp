@@ -1,11 +1,7 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <regex>
-#include <string>
 
 #include "sandbox/host.h"
-#include "tests/support/command.h"
+#include "tests/support/test.h"
 
 namespace {
 

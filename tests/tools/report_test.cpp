@@ -1,13 +1,7 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <fstream>
-#include <string>
 
 #include "sandbox/host.h"
-#include "tests/support/command.h"
-#include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
