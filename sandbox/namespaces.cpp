@@ -193,8 +193,10 @@ pid_t fork_and(Body body) {
 int run_in_namespaces(Way way, const std::vector<std::string>& keep, bool sealed, const std::function<int()>& inside) {
   // Now, since inside a chroot "/proc/self/exe" leads nowhere once the mounts are others.
   std::vector<fs::path> absolute;
-  for (const std::string& path : keep)
-    absolute.push_back(fs::weakly_canonical(path));
+  for (const std::string& path : keep) {
+    std::error_code unseen;  // where the caller may not look, there is nothing for the command either
+    absolute.push_back(fs::weakly_canonical(path, unseen));
+  }
   leave_namespaces(way);
   const pid_t first = fork_and([&] {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
