@@ -46,6 +46,8 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   install(FILES ${PROJECT_BINARY_DIR}/changelog.gz ${PROJECT_SOURCE_DIR}/packaging/debian/copyright
           DESTINATION share/doc/${package} COMPONENT ${component})
 endforeach()
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION share/doc/${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME}
+        COMPONENT development FILES_MATCHING PATTERN *.cpp PATTERN *.h)
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/debian/lintian-overrides DESTINATION share/lintian/overrides
         RENAME ${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} COMPONENT runtime)
 
