@@ -232,7 +232,7 @@ const std::vector<Operation> OPERATIONS = {
      filling<State>([](State& state) { return Instance_Controller(SID).get_state(INSTANCE, state); })},
     {"instance directory", 0, nullptr,
      filling<std::string>([](auto& dir) { return Instance_Controller(SID).get_instance_dir(INSTANCE, dir, false); })},
-    {"start", ALONE, nullptr, doing([] { return Instance_Controller(SID).start(INSTANCE); })},
+    {"start", ALONE | OTHER_USER, nullptr, doing([] { return Instance_Controller(SID).start(INSTANCE); })},
     {"listening", QUIET, nullptr,
      doing([] { return Server_Port_Manager(INSTANCE).is_listening(Server_Port_Manager::TYPE_MDC_INDEXSERVER); })},
 
@@ -279,7 +279,7 @@ const std::vector<Operation> OPERATIONS = {
                        restore_ext_conf_file("HXE", "TEN1", restore) && database_pipe_path("HXE", "TEN1", true, pipe);
        return tell(told, ok, log_backup, catalog, restore, pipe);
      }},
-    {"group", 0, nullptr, doing([] { return change_file_group_to_sap(TREE.c_str(), "root"); })},
+    {"group", OTHER_USER, nullptr, doing([] { return change_file_group_to_sap(TREE.c_str(), "root"); })},
     {"permission", 0, nullptr, doing([] { return change_directory_permission(TREE, 0755); })},
 
     // catalog

@@ -12,9 +12,10 @@
 namespace torture {
 
 enum Trait {
-  SILENT = 1,  // its header says that it may fail without a message
-  QUIET = 2,   // ... that it tells the cause at LM_DEBUG
-  ALONE = 4,   // changes what the others see
+  SILENT = 1,     // its header says that it may fail without a message
+  QUIET = 2,      // ... that it tells the cause at LM_DEBUG
+  ALONE = 4,      // changes what the others see
+  OTHER_USER = 8  // takes another user than the caller's
 };
 
 // A public operation, run once on the simulated host from the making of its objects to their end.

@@ -25,6 +25,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "sandbox/way.h"
 #include "tests/support/faults.h"
 #include "tests/torture/operations.h"
 
@@ -212,7 +213,12 @@ void run_mode(const std::string& mode, const char* argument, Torture& torture) {
   const auto end = Clock::now() + std::chrono::seconds(soaks && argument != nullptr ? std::atoi(argument) : 0);
   std::vector<const Operation*> operations;
   for (const Operation& operation : torture::OPERATIONS) {
-    if (soaks || argument == nullptr || std::strcmp(argument, operation.name) == 0) operations.push_back(&operation);
+    if (!soaks && argument != nullptr && std::strcmp(argument, operation.name) != 0) continue;
+    if ((operation.traits & torture::OTHER_USER) != 0 && !sandbox::second_user_available()) {
+      std::printf("not run, as it takes a second user: %s\n", operation.name);
+    } else {
+      operations.push_back(&operation);
+    }
   }
 
   for (const Operation* operation : operations)
