@@ -11,17 +11,6 @@
 #include "platform/text/format.h"
 
 namespace platform {
-namespace {
-
-ssize_t read_some(int file, char* buffer, std::size_t size) {
-  ssize_t got;
-  do {
-    got = ::read(file, buffer, size);
-  } while (got < 0 && errno == EINTR);
-  return got;
-}
-
-}  // namespace
 
 File_Read read_regular_file(const char* path, std::string& content, std::size_t limit) {
   const Unique_Fd entry = open_at(AT_FDCWD, path, O_PATH | O_CLOEXEC);

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <utility>
 
 namespace platform {
@@ -39,6 +40,15 @@ inline Unique_Fd open_at(int parent, const char* path, int flags) {
     descriptor = ::openat(parent, path, flags);
   } while (descriptor < 0 && errno == EINTR);
   return Unique_Fd(descriptor);
+}
+
+// Reads as read() does, and tries again where a signal interrupts that.
+inline ssize_t read_some(int file, void* buffer, std::size_t size) {
+  ssize_t got;
+  do {
+    got = ::read(file, buffer, size);
+  } while (got < 0 && errno == EINTR);
+  return got;
 }
 
 }  // namespace platform

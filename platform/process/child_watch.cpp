@@ -122,11 +122,7 @@ class Watch {
   std::size_t read_some(Output_Stream& stream, std::size_t most) {
     char* const buffer = room_ ? room_.get() : little_room_;
     const std::size_t size = room_ ? READ_SIZE : sizeof(little_room_);
-    ssize_t count = 0;
-    do {
-      count = ::read(stream.pipe.get(), buffer, std::min(most, size));
-    } while (count < 0 && errno == EINTR);
-
+    const ssize_t count = platform::read_some(stream.pipe.get(), buffer, std::min(most, size));
     if (count <= 0) {
       if (count < 0) read_error_ = errno;
       close(stream);

@@ -13,19 +13,18 @@
 #include <string>
 #include <tuple>
 
-#include "platform/files/file_content.h"
 #include "platform/text/format.h"
 #include "platform/text/natoi.h"
 
 namespace platform {
 namespace {
 
-// Empty if it cannot be read.
+// What the kernel tells of a process in one entry, all of it by one read. Empty if it cannot be read.
 std::string read_entry(const Unique_Fd& directory, const char* name) {
-  const snprintf_t<64> path("/proc/self/fd/%d/%s", directory.get(), name);
-  std::string content;
-  read_regular_file(path.c_str(), content);
-  return content;
+  char content[4096];
+  const Unique_Fd entry = open_at(directory.get(), name, O_RDONLY | O_CLOEXEC);
+  const ssize_t length = entry ? read_some(entry.get(), content, sizeof(content)) : -1;
+  return length > 0 ? std::string(content, static_cast<std::size_t>(length)) : std::string();
 }
 
 // A word of the auxiliary vector, which the kernel makes of pairs of a type and a value when a program is run.

@@ -75,12 +75,7 @@ class Command_Line_Reader {
   std::optional<std::string_view> read(pid_t pid) {
     const snprintf_t<32> path("%d/cmdline", static_cast<int>(pid));
     const Unique_Fd file = open_at(proc_, path.c_str(), O_RDONLY | O_CLOEXEC);
-    ssize_t length = -1;
-    if (file) {
-      do {
-        length = ::read(file.get(), buffer_.data(), buffer_.size());
-      } while (length < 0 && errno == EINTR);
-    }
+    const ssize_t length = file ? read_some(file.get(), buffer_.data(), buffer_.size()) : -1;
     if (length < 0) return is_hidden_or_gone(errno) ? std::optional(std::string_view()) : std::nullopt;
     return join_arguments(buffer_.data(), static_cast<std::size_t>(length));
   }

@@ -76,19 +76,11 @@ bool take_number_from_directory(HANA_Env_Value& val) {
   return true;
 }
 
-ssize_t read_some(int file, std::vector<char>& buffer) {
-  ssize_t got;
-  do {
-    got = ::read(file, buffer.data(), buffer.size());
-  } while (got < 0 && errno == EINTR);
-  return got;
-}
-
 // Feeds a file to the reader. False with errno if it cannot be read to its end.
 bool read_all(int file, Environment_Reader& reader) {
   std::vector<char> buffer(PIECE);
   for (std::size_t total = 0; total <= ENVIRONMENT_LIMIT;) {
-    const ssize_t got = read_some(file, buffer);
+    const ssize_t got = platform::read_some(file, buffer.data(), buffer.size());
     if (got <= 0) return got == 0;
     reader.feed({buffer.data(), static_cast<std::size_t>(got)});
     total += static_cast<std::size_t>(got);
