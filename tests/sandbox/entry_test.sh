@@ -26,6 +26,14 @@ common() {
     expect 127 "a program that is not there" "$sandbox" run --bare -- /nowhere/x 2>/dev/null
     expect 2 "a wrong call" "$sandbox" run --wrong 2>/dev/null
     expect 1 "a wrong host" "$sandbox" run --host <(echo 'system X') -- true 2>/dev/null
+    while IFS='|' read -r host complaint; do
+        expect 0 "it is told: $complaint" grep -qF "$complaint" <("$sandbox" run --host <(printf '%b' "$host") -- true 2>&1)
+    done <<'HOSTS'
+host a\nsystem HXE {\n instance 90\n tenent X\n}|line 4: unknown key 'tenent'; possible here: defaults, ini, 
+system HXE {\n instance 9\n}|line 2: 'instance 9' is not a name of the form [0-9][0-9]
+host a\n\nsystem HXE {|line 3: unmatched {
+system HXE {\n instance 00\n}\nsystem ABC {\n instance 00\n}|line 2: instance number 00 is taken
+HOSTS
     "$sandbox" run --bare -- sh -c "sleep $marker & setsid sleep $marker & sleep 0.1"
     expect 1 "what the command leaves behind ends with it" runs
 }
