@@ -1,12 +1,9 @@
 #include <algorithm>
 #include <boost/algorithm/string.hpp>
-#include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "fuzz/fuzz.h"
-#include "hana/common/detail/sapservices.h"
 #include "hana/common/detail/start_services.h"
 #include "platform/process/command_line.h"
 #include "platform/text/natoi.h"
@@ -89,35 +86,6 @@ void process_environment(std::string_view input) {
   if (!taken) fuzz::expect(val.instance_number == 777 && number.empty(), "no number");
 }
 
-// The host in the last profile name behind "pf="; nothing if the line has none.
-std::optional<std::string> profile_host(const std::string& line) {
-  const std::size_t first = line.find("pf=");
-  for (std::size_t at = line.size(); first != std::string::npos && at-- > first + 3;) {
-    const bool named = line.compare(at, 7, "HXE_HDB") == 0 && at + 10 <= line.size() && is_digit(line[at + 7]) &&
-                       is_digit(line[at + 8]) && line[at + 9] == '_';
-    if (named) return line.substr(at + 10, line.find_first_of(" \t\r\v\f", at + 10) - (at + 10));
-  }
-  return std::nullopt;
-}
-
-void sapservices(std::string_view input) {
-  static const boost::regex LINE(".*pf=.*HXE_HDB([0-9][0-9])_(\\S*).*");
-  const std::string content(input);
-  std::optional<std::string> wanted;
-  for (const std::string& line : split(content, '\n')) {
-    if (!wanted) wanted = profile_host(line);
-  }
-  try {
-    boost::cmatch match;
-    const bool found = sap_hana::match_first_line(content, LINE, match);
-    fuzz::expect(found == wanted.has_value(), "a line with a profile is found");
-    if (found) fuzz::expect(match.str(2) == *wanted, "its host is what stands there");
-  } catch (const std::runtime_error&) {
-    // A search that grows too complex.
-  }
-}
-
-const bool known = fuzz::add("start_service", start_service) && fuzz::add("process_environment", process_environment) &&
-                   fuzz::add("sapservices", sapservices);
+const bool known = fuzz::add("start_service", start_service) && fuzz::add("process_environment", process_environment);
 
 }  // namespace
