@@ -1,5 +1,6 @@
 #include "platform/process/service_lister.h"
 
+#include "platform/process/process_identity.h"
 #include "platform/users/accounts.h"
 #include "sandbox/way.h"
 #include "tests/support/test.h"
@@ -72,6 +73,26 @@ TEST_F(ServiceLister, hostile_command_lines_do_not_hide_the_others) {
   EXPECT_EQ(services_.size(), 1U);
   EXPECT_NE(list("(.*exe/sapstartsrv"), 0) << "no pattern";
   EXPECT_EQ(services_.size(), 1U);
+}
+
+TEST(ProcessIdentity, another_program_and_an_end_are_changes) {
+  const test::Temporary_Directory files;
+  // A shell whose name, as /proc shows it, looks like what stands behind a name there.
+  const std::string shell = files.link("a) 1 2 3 4 5 6", "/bin/sh");
+  const Child child(
+      [&] { ::execl(shell.c_str(), shell.c_str(), "-c", "kill -STOP $$; exec \"$0\" -c 'kill -STOP $$'", nullptr); });
+  const platform::Process_Identity first(child.pid());
+  EXPECT_TRUE(first.is_unchanged());
+
+  child.go_on();
+  child.expect_stop();
+  EXPECT_FALSE(first.is_unchanged());
+  const platform::Process_Identity second(child.pid());
+  EXPECT_TRUE(second.is_unchanged());
+
+  child.end();
+  EXPECT_FALSE(second.is_unchanged());
+  EXPECT_FALSE(platform::Process_Identity(child.pid()).is_unchanged()) << "an ended one has none";
 }
 
 }  // namespace
