@@ -4,7 +4,6 @@
 function safe(text, parts, count, i, made) {
     gsub(/[][\\<>&#@%*_|~]/, "\\\\&", text)
     gsub(/"/, "\\&quot;", text)
-    gsub(/\.\\/, "\\.\\", text) # no end of a sentence
     count = split(text, parts, "`")
     made = parts[1]
     for (i = 2; i <= count; ++i) made = made (i % 2 == 0 ? "<code>" : "</code>") parts[i]

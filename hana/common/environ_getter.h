@@ -42,9 +42,9 @@ class GUSTAIKRUM_EXPORT Environ_Getter {
   // where TINSTANCE does not begin with one.
   bool get(pid_t pid, HANA_Env_Value& val) const;
 
-  // Reads the environment of a system: that of the first process, by pid, whose command line matches
-  // "<SID>.*exe/sapstartsrv" as a regular expression (which, for a system named "HDB", can be another system's), and
-  // its landscape id. False also where only the landscape id is missing.
+  // Reads the environment of a system, and its landscape id. The environment is that of the first process, by pid,
+  // whose command line matches "<SID>.*exe/sapstartsrv" as a regular expression; for a system named "HDB" that can be
+  // another system's. False also where only the landscape id is missing.
   bool get(const std::string& sid, HANA_Env_Value& val) const;
 
   // Replaces `dir` with the trace directory of the system's first instance in "/usr/sap/sapservices",
