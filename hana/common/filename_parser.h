@@ -67,9 +67,9 @@ class GUSTAIKRUM_EXPORT Filename_Parser {
   // begins "log_backup_" is a log backup; data backups are told by what follows the prefix, wherever it stands.
   File_Type type(const std::string& name) const;
 
-  // Each replaces the whole entry. False, with a message and the entry untouched, if the name holds no such layout.
-  // Any single character may stand before a log backup's id; without one, the last two digits of the last position
-  // are taken for it ("..._538623872" ends in the position 5386238 and the id 2).
+  // Takes a name of its kind apart and replaces the whole entry. False, with a message and the entry untouched, if the
+  // name holds no such layout. Any single character may stand before a log backup's id; without one, the last two
+  // digits of the last position are taken for it ("..._538623872" ends in the position 5386238 and the id 2).
   bool parse_log_file(const std::string& name, Log_File_Entry& entry) const;
   bool parse_full_backup_file(const std::string& name, Full_Backup_Entry& entry) const;
   bool parse_delta_backup_file(const std::string& name, Delta_Backup_Entry& entry) const;

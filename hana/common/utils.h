@@ -17,11 +17,11 @@ namespace sap_hana {
 GUSTAIKRUM_EXPORT std::string generate_instance_manager_name(const std::string& sid, const std::string& instance_name);
 GUSTAIKRUM_EXPORT std::string generate_instance_manager_name(const std::string& sid, std::uint16_t instance_number);
 
-// "HDB07" gives 7. False unless the name is "HDB" and two more characters; those are read as far as they are a number,
-// so "HDBxy" is 0, "HDB7x" is 7 and "HDB+5" is 5, deliberately.
+// The number in an instance's name: "HDB07" gives 7. False unless the name is "HDB" and two more characters; those are
+// read as far as they are a number, so "HDBxy" is 0, "HDB7x" is 7 and "HDB+5" is 5, deliberately.
 GUSTAIKRUM_EXPORT bool instance_name_to_number(const std::string& name, std::uint16_t& number);
 
-// 7 gives "HDB07". False above 99.
+// The name of an instance by its number: 7 gives "HDB07". False above 99.
 GUSTAIKRUM_EXPORT bool instance_number_to_name(std::uint16_t number, std::string& name);
 
 // Takes a version such as "2.00.059.00.1636536034" apart: major 2, support pack 59, patch number 0. False unless it has
