@@ -16,7 +16,7 @@ suite=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
 
 programs=$work/programs
 mkdir "$programs"
-cp "$packages"/*.deb "$sources"/{CMakeLists.txt,consumer.cpp,loader.cpp,use_packages.sh} "$programs"
+cp "$packages"/*.deb "$sources"/{CMakeLists.txt,loader.cpp,use_packages.sh} "$programs"
 cp "$root"/usr/share/doc/libgustaikrum-dev/examples/* "$programs"
 if ! mmdebstrap --variant=apt --format=tar --include=g++,cmake,make,pkg-config \
   --customize-hook="touch '$work/has_debian'" \

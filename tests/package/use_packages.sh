@@ -6,25 +6,19 @@ cd "$(dirname "$0")"
 
 cmake -S . -B find_package
 cmake --build find_package
-find_package/consumer
+find_package/guide_names find_package
 
-for program in consumer list_systems guide_*.cpp; do
+for program in list_systems guide_*.cpp; do
   # shellcheck disable=SC2046 # pkg-config prints words
   c++ -std=c++17 "${program%.cpp}.cpp" -o "${program%.cpp}" $(pkg-config --cflags --libs gustaikrum)
 done
-./consumer
+./guide_names find_package
 
 c++ loader.cpp -o loader -ldl
 ./loader
 
 [ -x /usr/bin/gustaikrum-report ] || exit 0
-for tool in report instance sandbox; do
-  gustaikrum-$tool --version
-  gustaikrum-$tool --help >help
-  status=0
-  gustaikrum-$tool --bogus 2>refusal || status=$?
-  [ $status = 2 ] && grep "unrecognized option '--bogus'" refusal
-done
+for tool in report instance sandbox; do gustaikrum-$tool --version; done
 status=0
 gustaikrum-report 2>&1 || status=$?
 [ $status = 1 ]
