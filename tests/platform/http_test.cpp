@@ -57,8 +57,10 @@ TEST(HttpQuery, parameters_follow_one_another) {
       .add("key", "", true, true, "pre/")
       .add("most", UINT64_MAX, true)
       .add("least", INT64_MIN, true, "x.")
-      .add("-_.~", "+", true, true);
-  EXPECT_EQ(query, "first&a b=c d&flag&pre%2fkey=&most=18446744073709551615&x.least=-9223372036854775808&-_.~=%2b");
+      .add("-_.~AZaz09", "+@[`{:", true, true);
+  EXPECT_EQ(query,
+            "first&a b=c "
+            "d&flag&pre%2fkey=&most=18446744073709551615&x.least=-9223372036854775808&-_.~AZaz09=%2b%40%5b%60%7b%3a");
   std::string encoded;
   for (const int flags : {0, 1, 2, 3})
     platform::http_encode_string_i("a b/", flags, encoded);
@@ -67,20 +69,17 @@ TEST(HttpQuery, parameters_follow_one_another) {
 }
 
 TEST(HttpResponse, the_header_decides_on_the_connection_and_then_the_version) {
-  const struct {
-    const char* connection;
-    unsigned minor_version;
-    bool keep;
-  } cases[] = {{nullptr, 1, true},      {nullptr, 0, false}, {"Keep-Alive", 0, true},        {"close", 1, false},
-               {"x,\tClose", 1, false}, {"closed", 1, true}, {"keep-alive,close", 1, false}, {"x", 0, false}};
-  for (const auto& c : cases) {
+  const std::tuple<const char*, unsigned, bool> cases[] = {
+      {nullptr, 1, true},      {nullptr, 0, false}, {"Keep-Alive", 0, true},        {"close", 1, false},
+      {"x,\tClose", 1, false}, {"closed", 1, true}, {"keep-alive,close", 1, false}, {"x", 0, false}};
+  for (const auto& [connection, minor_version, keep] : cases) {
     HTTP_Response response;
-    response.minor_version(c.minor_version);
-    response.headers().put(8, c.connection, true);
-    EXPECT_EQ(response.keep_alive(), c.keep) << c.minor_version;
+    response.minor_version(minor_version);
+    response.headers().put(8, connection, true);
+    EXPECT_EQ(response.keep_alive(), keep) << minor_version;
 
-    response.keep_alive(!c.keep);
-    EXPECT_EQ(response.headers().get(8, true), c.keep ? "close" : "Keep-Alive");
+    response.keep_alive(!keep);
+    EXPECT_EQ(response.headers().get(8, true), keep ? "close" : "Keep-Alive");
   }
 }
 
@@ -127,13 +126,7 @@ TEST(HttpSession, options_without_sense_make_no_session) {
 
 // Only GET keeps a connection, and none goes through the proxy that the environment names, where nobody listens.
 TEST(HttpSession, a_request_says_what_it_was_told_to_and_nothing_of_earlier_ones) {
-  const struct {
-    const char* method;
-    int flags;
-    bool skip_type, streaming;
-    std::size_t connections;
-    const char* rest;
-  } cases[] = {
+  const std::tuple<const char*, int, bool, bool, std::size_t, const char*> cases[] = {
       {"GET", 3, false, false, 1, "Authorization: Basic dXNlcjpzZWNyZXQ=\r\nAccept: application/json\r\n\r\n"},
       {"PUT", 1, false, false, 2,
        "Content-Type: application/json\r\nAccept: application/json\r\nContent-Length: 9\r\n\r\n{\"k\":\"v\"}"},
@@ -150,21 +143,21 @@ TEST(HttpSession, a_request_says_what_it_was_told_to_and_nothing_of_earlier_ones
   options.password = "secret";
   JSON_HTTP_Session session(platform::make_http_session(options), 0, 0);
   ASSERT_EQ(::setenv("http_proxy", "http://127.0.0.1:1", 1), 0);
-  for (const auto& c : cases) {
-    session.skip_content_type(c.skip_type);
-    session.streaming(c.streaming);
-    HTTP_Request request(c.flags, "/x", false);
+  for (const auto& [method, flags, skip_type, streaming, connections, rest] : cases) {
+    session.skip_content_type(skip_type);
+    session.streaming(streaming);
+    HTTP_Request request(flags, "/x", false);
     request.query_string("q=1");
 
-    const Answer answer(session, c.method, request);
+    const Answer answer(session, method, request);
 
     ASSERT_TRUE(answer.ok);
     EXPECT_EQ(answer.output.type(), platform::json::obj_type);
     EXPECT_EQ(answer.response.headers().get(8, true), "x, y");
     EXPECT_EQ(answer.response.content_type(), "a/b; c");
     const std::string head = " /base/x?q=1 HTTP/1.1\r\nHost: " + server.url().substr(7) + "\r\n";
-    EXPECT_EQ(server.requests().back(), c.method + head + c.rest);
-    EXPECT_EQ(server.connections(), c.connections);
+    EXPECT_EQ(server.requests().back(), method + head + rest);
+    EXPECT_EQ(server.connections(), connections);
   }
   ::unsetenv("http_proxy");
 }
@@ -176,18 +169,14 @@ TEST(HttpSession, a_response_that_does_not_come_whole_is_a_failure_within_the_ti
   std::string many_lines;
   for (int line = 0; line < 1000; ++line)
     many_lines += "X:\r\n";
-  const struct {
-    Scripted_Answer answer;
-    HTTP_Outcome outcome;
-    int status;
-  } cases[] = {
+  const std::tuple<Scripted_Answer, HTTP_Outcome, int> cases[] = {
       {whole(std::string(MAX_BODY, ' '), "599 Odd"), HTTP_Outcome::COMPLETE, 599},
       {{header + "\r\n{}", Then::CLOSE}, HTTP_Outcome::COMPLETE, 200},
       {{"HTTP/1.0 200 OK\r\n\r\n{}", Then::CLOSE}, HTTP_Outcome::COMPLETE, 200},
       {{interim + header + "Content-Length: 0\r\n\r\n", Then::CLOSE}, HTTP_Outcome::COMPLETE, 200},
       {{interim, Then::CLOSE}, HTTP_Outcome::INTERRUPTED, 102},
       {{"", Then::RESET}, HTTP_Outcome::INTERRUPTED, 0},
-      {{"", Then::HANG}, HTTP_Outcome::INTERRUPTED, 0},
+      {{"", Then::KEEP}, HTTP_Outcome::INTERRUPTED, 0},
       {{header + "Content-", Then::CLOSE}, HTTP_Outcome::INTERRUPTED, 200},
       {{header + "Content-Length: 10\r\n\r\n{}", Then::CLOSE}, HTTP_Outcome::INTERRUPTED, 200},
       {{header + "X: " + std::string(1000, 'x'), Then::DRIP}, HTTP_Outcome::INTERRUPTED, 200},
@@ -198,24 +187,24 @@ TEST(HttpSession, a_response_that_does_not_come_whole_is_a_failure_within_the_ti
       {{header + "Content-Length: 2\r\nContent-Length: 2\r\n\r\n{}", Then::CLOSE}, HTTP_Outcome::COMPLETE, 200},
       {{header + "Content-Length: 2\r\nContent-Length: 1\r\n\r\n{}", Then::CLOSE}, HTTP_Outcome::UNACCEPTABLE, 200},
       {{header + "Content-Length: 2, 1\r\n\r\n{}", Then::CLOSE}, HTTP_Outcome::UNACCEPTABLE, 200},
-      {{header + many_lines, Then::HANG}, HTTP_Outcome::UNACCEPTABLE, 200},
+      {{header + many_lines, Then::KEEP}, HTTP_Outcome::UNACCEPTABLE, 200},
       {{interim + header + "Content-", Then::CLOSE}, HTTP_Outcome::INTERRUPTED, 200},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.answer.bytes + c.answer.more);
+  for (const auto& [answer, outcome, status] : cases) {
+    SCOPED_TRACE(answer.bytes + answer.more);
     test::Log_Capture log;
-    Scripted_Server server({c.answer});
+    Scripted_Server server({answer});
     HTTP_Response response;
     const auto start = std::chrono::steady_clock::now();
 
-    EXPECT_EQ(send(session_for(server), "POST", response), c.outcome);
+    EXPECT_EQ(send(session_for(server), "POST", response), outcome);
 
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
-    EXPECT_EQ(response.status(), c.status);
+    EXPECT_EQ(response.status(), status);
     EXPECT_LE(response.body().size(), MAX_BODY);
-    EXPECT_EQ(response.keep_alive(), c.answer.bytes.find("HTTP/1.0") != 0);
+    EXPECT_EQ(response.keep_alive(), answer.bytes.find("HTTP/1.0") != 0);
     EXPECT_EQ(server.requests().size(), 1U);
-    EXPECT_EQ(log.take_debug().size(), c.outcome == HTTP_Outcome::COMPLETE ? 0U : 1U);
+    EXPECT_EQ(log.take_debug().size(), outcome == HTTP_Outcome::COMPLETE ? 0U : 1U);
   }
 }
 
@@ -252,12 +241,7 @@ TEST(HttpSession, a_broken_pipe_that_waits_for_its_thread_goes_on_waiting) {
 
 TEST(JsonHttpSession, only_what_cannot_be_done_twice_is_tried_again) {
   const std::string cut = "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n[1";
-  const struct {
-    const char* method;
-    Scripted_Answer first;
-    bool ok;
-    std::size_t sent;
-  } cases[] = {
+  const std::tuple<const char*, Scripted_Answer, bool, std::size_t> cases[] = {
       {"GET", {cut, Then::RESET}, true, 2},
       {"GET", whole("busy", "503 Busy"), true, 1},
       {"GET", whole(std::string(MAX_BODY + 1, ' ')), false, 1},
@@ -266,30 +250,27 @@ TEST(JsonHttpSession, only_what_cannot_be_done_twice_is_tried_again) {
       {"POST", whole("", "401 Who", "WWW-Authenticate: Digest realm=\"x\", nonce=\"y\"\r\n"), true, 1},
       {"POST", whole("", "307 Again", "Location: /again\r\n"), true, 1},
   };
-  for (const auto& c : cases) {
+  for (const auto& [method, first, ok, sent] : cases) {
     test::Log_Capture log;
-    Scripted_Server server({c.first, whole("{}")});
+    Scripted_Server server({first, whole("{}")});
 
-    const Answer answer(JSON_HTTP_Session(session_for(server), 3, 60), c.method);
+    const Answer answer(JSON_HTTP_Session(session_for(server), 3, 60), method);
 
-    EXPECT_EQ(answer.ok, c.ok) << c.method << c.first.bytes;
-    EXPECT_EQ(server.requests().size(), c.sent) << c.method << c.first.bytes;
-    EXPECT_EQ(answer.output.is_null(), c.sent == 1) << c.method << c.first.bytes;
+    EXPECT_EQ(answer.ok, ok) << method << first.bytes;
+    EXPECT_EQ(server.requests().size(), sent) << method << first.bytes;
+    EXPECT_EQ(answer.output.is_null(), sent == 1) << method << first.bytes;
   }
 }
 
 TEST(JsonHttpSession, a_server_that_is_not_there_is_tried_as_often_as_count_and_time_allow) {
   const std::string url = Scripted_Server({whole("")}).url();
-  const struct {
-    int retries, timeout;
-    std::size_t tries;
-  } cases[] = {{0, 60, 1}, {-1, 60, 1}, {2, 60, 3}, {9, 1, 2}, {9, 0, 1}};
-  for (const auto& c : cases) {
+  const std::tuple<int, int, std::size_t> cases[] = {{0, 60, 1}, {-1, 60, 1}, {2, 60, 3}, {9, 1, 2}, {9, 0, 1}};
+  for (const auto& [retries, timeout, tries] : cases) {
     test::Log_Capture log;
-    const Answer answer(JSON_HTTP_Session(platform::make_http_session(options_for(url)), c.retries, c.timeout), "POST");
+    const Answer answer(JSON_HTTP_Session(platform::make_http_session(options_for(url)), retries, timeout), "POST");
     EXPECT_FALSE(answer.ok);
     EXPECT_EQ(answer.response.status(), 0);
-    EXPECT_EQ(log.take_debug().size(), c.tries) << c.retries << " " << c.timeout;
+    EXPECT_EQ(log.take_debug().size(), tries) << retries << " " << timeout;
   }
   EXPECT_FALSE(Answer(JSON_HTTP_Session(nullptr, 5, 300), "GET").ok);
 }

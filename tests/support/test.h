@@ -32,8 +32,6 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/child.h"
-#include "tests/support/command.h"
 #include "tests/support/log_capture.h"
-#include "tests/support/own_process.h"
+#include "tests/support/processes.h"
 #include "tests/support/temporary_directory.h"
