@@ -55,11 +55,11 @@ Backint_Backup_Job_Info sample_job(const std::string& uuid) {
   return job;
 }
 
-Backup_File_Info sample_file(std::uint64_t number) {
+Backup_File_Info sample_file() {
   Backup_File_Info file{};
-  file.filename = "/usr/sap/HXE/SYS/global/hdb/backint/SYSTEMDB/log_backup_1_0_" + std::to_string(number);
-  file.size = UINT64_MAX - number;
-  file.extern_backup_id = "ebid+" + std::to_string(number);
+  file.filename = "/usr/sap/HXE/SYS/global/hdb/backint/SYSTEMDB/log_backup_1_0_2";
+  file.size = UINT64_MAX;
+  file.extern_backup_id = "ebid+";
   return file;
 }
 
@@ -70,7 +70,7 @@ const std::string FILES = "/vx/r/hana/backint/file";
 // What a caller brings along.
 struct Caller {
   Backint_Backup_Job_Info job = sample_job(TEXT);
-  Backup_File_Info file = sample_file(2);
+  Backup_File_Info file = sample_file();
   Backup_Files_Info files;
   std::int64_t total = 7;
 };
@@ -87,7 +87,7 @@ std::vector<Operation> operations() {
   Backint_Backup_Job_Info update;  // deliberately a whole job of which only these two are known
   update.uuid = TEXT;
   update.database_backup_id = 5;
-  const std::string file = dump(sample_file(2));
+  const std::string file = dump(sample_file());
   const std::string files_of_job = R"(],"job_uuid":"a/b c"})";
   return {
       {"POST " + JOB, "", [](auto& h, auto& c, auto*) { return h.add_job(c.job); },
@@ -246,25 +246,6 @@ TEST(BackintCatalogHelper, what_is_found_goes_over_a_job_behind_the_files_and_in
   EXPECT_FALSE(helper.get_job_files(TEXT, caller.files));
 }
 
-TEST(BackintCatalogHelper, thousands_of_files_go_in_one_request_and_come_back_in_one) {
-  test::Log_Capture log;
-  Catalog_Service service({});
-  Backint_Catalog_helper helper = helper_for(options_for(service.base_url()));
-  Backup_Files_Info sent, received;
-  for (std::uint64_t i = 0; i < 2500; ++i)
-    sent.push_back(sample_file(i));
-
-  std::int64_t total = 0;
-  ASSERT_TRUE(helper.add_job(sample_job(TEXT)));
-  ASSERT_TRUE(helper.add_files(TEXT, sent));
-  ASSERT_TRUE(helper.get_files("5d1e/a b&c", "SYSTEMDB", nullptr, total, received, 5000, 0));
-
-  EXPECT_EQ(total, 2500);
-  EXPECT_TRUE(std::equal(sent.begin(), sent.end(), received.begin(), received.end(), [](const auto& a, const auto& b) {
-    return dump(a) == dump(b) && b.database_backup_id == UINT64_MAX;
-  }));
-}
-
 TEST(BackintCatalogHelper, over_tls_nothing_is_sent_to_a_server_that_the_ca_does_not_vouch_for) {
   const test::Temporary_Directory folder;
   ASSERT_TRUE(sandbox::write_certificate(folder / "server.pem", folder / "server.key"));
@@ -402,18 +383,6 @@ TEST(BackintRecords, strict_reading_of_a_job_takes_its_attributes_and_their_comp
   EXPECT_EQ(read(R"({"compression_level":"4"})"), R"(9 {"compression_level":"4"})");
   for (const std::string none : {"[1]", "", "{} {}"})
     EXPECT_EQ(read(none), R"(9 {"old":1})") << none;
-}
-
-TEST(BackintRecords, objects_of_an_array_become_files_behind_those_already_listed) {
-  Backup_Files_Info files(1);
-  files.front().filename = "first";
-
-  sap_hana::Array_to_Backup_File_Info({file_object(), 5, "text", Object()}, files);
-
-  ASSERT_EQ(files.size(), 3U);
-  EXPECT_EQ(files.front().filename, "first");
-  EXPECT_EQ(std::next(files.begin())->filename, "filename");
-  EXPECT_EQ(files.back().filename, "");
 }
 
 }  // namespace

@@ -359,11 +359,7 @@ TEST_F(ConfigManager, a_flag_is_written_only_where_it_differs_from_what_is_read)
 }
 
 TEST_F(ConfigManager, a_read_that_fails_counts_as_off_and_a_write_that_fails_is_the_failure) {
-  const struct {
-    bool (System_Config_Manager::*alter)(bool);
-    std::string setting;
-    std::string what;
-  } flags[] = {
+  const std::tuple<bool (System_Config_Manager::*)(bool), std::string, std::string> flags[] = {
       {&System_Config_Manager::alter_auto_log_backup, "persistence', 'enable_auto_log_backup", "auto log backup"},
       {&System_Config_Manager::alter_log_backup_using_backint, "backup', 'log_backup_using_backint",
        "log backup using backint"},
@@ -372,13 +368,13 @@ TEST_F(ConfigManager, a_read_that_fails_counts_as_off_and_a_write_that_fails_is_
   };
   answer("SELECT", "VALUE\n\"true\"\n", "", 1);
   answer("ALTER", "", "* 258: insufficient privilege\n", 1);
-  for (const auto& flag : flags) {
-    EXPECT_FALSE((manager_.*flag.alter)(true));
+  for (const auto& [alter, setting, what] : flags) {
+    EXPECT_FALSE((manager_.*alter)(true));
     log_.expect_error("Failed to execute 'SELECT VALUE from M_INIFILE_CONTENTS where key = " +
-                      flag.setting.substr(flag.setting.rfind('\'')) + "' and LAYER_NAME = 'SYSTEM''\n");
-    log_.expect_error("Failed to execute 'ALTER SYSTEM ALTER CONFIGURATION ('global.ini', 'SYSTEM') SET ('" +
-                      flag.setting + "') = 'true' WITH RECONFIGURE'\n");
-    log_.expect_error("Failed to enable " + flag.what + "\n");
+                      setting.substr(setting.rfind('\'')) + "' and LAYER_NAME = 'SYSTEM''\n");
+    log_.expect_error("Failed to execute 'ALTER SYSTEM ALTER CONFIGURATION ('global.ini', 'SYSTEM') SET ('" + setting +
+                      "') = 'true' WITH RECONFIGURE'\n");
+    log_.expect_error("Failed to enable " + what + "\n");
   }
 
   answer("SELECT", "VALUE\n\"NORMAL\"\n");

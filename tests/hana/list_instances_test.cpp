@@ -45,10 +45,7 @@ TEST_F(SystemInstanceLister, one_instance_is_found_by_its_exact_sid_and_name) {
 }
 
 TEST_F(SystemInstanceLister, hosts_of_every_kind_are_listed_right) {
-  const struct {
-    const char* host;
-    Records records;
-  } cases[] = {
+  const std::pair<const char*, Records> cases[] = {
       {"system HXE { instance 00 instance 01 { running no } } application S4P { instance ASCS01 }",
        {"HXE HDB00 " + VERSION, "HXE HDB01 " + VERSION}},
       {"system HXE { instance 90 { systemd yes version 1.00.122.05 old_version_format yes } }",
@@ -57,9 +54,9 @@ TEST_F(SystemInstanceLister, hosts_of_every_kind_are_listed_right) {
        "  instance 02 { environment { HOSTNAME \"\" } }  instance 03 { unset TINSTANCE } }",
        {"HXE HDB03 " + VERSION}},
   };
-  for (const auto& c : cases) {
-    const sandbox::Host host(c.host);
-    EXPECT_EQ(list(), c.records) << c.host;
+  for (const auto& [description, records] : cases) {
+    const sandbox::Host host(description);
+    EXPECT_EQ(list(), records) << description;
   }
 
   const sandbox::Host host("system HXE { instance 00 { start_service no } } application S4P { instance ASCS01 }");
@@ -104,6 +101,9 @@ TEST_F(SystemInstanceLister, the_version_is_that_of_the_last_line_that_has_one) 
     EXPECT_EQ(list(), (Records{"ABC HDB00 ", "HXE HDB90 " + version}));
     log_.expect_error("Failed to get HANA version: executable dir is empty\n");
   }
+  fs::remove(tool);
+  EXPECT_EQ(list(), (Records{"ABC HDB00 ", "HXE HDB90 "}));
+  EXPECT_EQ(log_.take().size(), 2U);
 }
 
 TEST_F(SystemInstanceLister, a_believed_service_takes_the_place_of_another_and_the_order_stays) {

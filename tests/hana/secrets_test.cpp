@@ -84,16 +84,12 @@ TEST(Secrets, the_password_is_in_the_childs_one_argument_and_nowhere_else) {
   EXPECT_EQ(pieces_with_password(), 0);
   EXPECT_EQ(log.take().size(), 3U);
   EXPECT_GE(log.take_debug().size(), 3U);
-  std::vector<std::string> lines;
-  std::ifstream seen(directory / "seen");
-  for (std::string line; std::getline(seen, line);)
-    lines.push_back(line);
-  const auto holds = [](const std::string& line) { return line.find(ENCODED) != std::string::npos; };
-  ASSERT_EQ(std::count_if(lines.begin(), lines.end(), holds), 1);
-  const auto password = std::find(lines.begin(), lines.end(), ENCODED);
-  ASSERT_NE(password, lines.end());
-  EXPECT_EQ(*std::prev(password), "-c");  // "-p", encoded
-  EXPECT_NE(std::find(password, lines.end(), "environment"), lines.end());
+  std::ifstream file(directory / "seen");
+  const std::string seen{std::istreambuf_iterator<char>(file), {}};
+  const std::size_t at = seen.find("\n-c\n" + ENCODED + "\n");  // "-p", encoded
+  EXPECT_LT(at, seen.find("\nenvironment\n"));
+  EXPECT_EQ(seen.find(ENCODED), at + 4);
+  EXPECT_EQ(seen.rfind(ENCODED), at + 4);
 }
 
 }  // namespace

@@ -203,19 +203,16 @@ TEST_F(Topology, this_host_is_known_by_its_whole_name) {
 }
 
 TEST_F(Topology, a_replicating_system_tells_its_modes) {
-  const struct {
-    const char* content;
-    bool result;
-    const char* modes;
-  } cases[] = {{"mode = primary\nactual_mode = sync\noperation_mode = logreplay\n", true, "sync logreplay"},
-               {"mode = primary\nactual_mode =\noperation_mode =\n", true, "primary "},
-               {"mode = primary\noperation_mode = logreplay\n", false, "primary before"},
-               {"actual_mode = sync\noperation_mode = logreplay\n", false, "before before"}};
-  for (const auto& c : cases) {
-    write(GLOBAL, std::string("[system_replication]\n") + c.content);
+  const std::tuple<const char*, bool, const char*> cases[] = {
+      {"mode = primary\nactual_mode = sync\noperation_mode = logreplay\n", true, "sync logreplay"},
+      {"mode = primary\nactual_mode =\noperation_mode =\n", true, "primary "},
+      {"mode = primary\noperation_mode = logreplay\n", false, "primary before"},
+      {"actual_mode = sync\noperation_mode = logreplay\n", false, "before before"}};
+  for (const auto& [content, result, modes] : cases) {
+    write(GLOBAL, std::string("[system_replication]\n") + content);
     Replication_State_Getter::Replication_State state{"before", "before"};
-    EXPECT_EQ(Replication_State_Getter("HXE").get_state(state), c.result) << c.content;
-    EXPECT_EQ(state.mode + " " + state.operation_mode, c.modes) << c.content;
+    EXPECT_EQ(Replication_State_Getter("HXE").get_state(state), result) << content;
+    EXPECT_EQ(state.mode + " " + state.operation_mode, modes) << content;
   }
 }
 

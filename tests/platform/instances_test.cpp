@@ -20,20 +20,16 @@ Instance instance_of(const char* sid) {
 
 TEST(Instance, a_text_is_a_number_or_a_flag_only_where_all_of_it_is) {
   const test::Foreign_Locale locale;
-  const struct {
-    const char* text;
-    std::optional<std::uint64_t> number;
-    std::optional<bool> flag;
-  } cases[] = {
+  const std::tuple<const char*, std::optional<std::uint64_t>, std::optional<bool>> cases[] = {
       {"0", 0, false},   {"1", 1, true},     {"18446744073709551615", UINT64_MAX, {}},
       {"", {}, {}},      {"+5", {}, {}},     {"18446744073709551616", {}, {}},
       {"5x", {}, {}},    {"YES", {}, true},  {"On", {}, true},
       {"no", {}, false}, {"OFF", {}, false}, {"truee", {}, {}},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(option<std::uint64_t>(instance_of(c.text), "sid"), c.number) << c.text;
-    EXPECT_EQ(option<bool>(instance_of(c.text), "sid"), c.flag) << c.text;
-    EXPECT_EQ(option(instance_of(c.text), "sid"), c.text);
+  for (const auto& [text, number, flag] : cases) {
+    EXPECT_EQ(option<std::uint64_t>(instance_of(text), "sid"), number) << text;
+    EXPECT_EQ(option<bool>(instance_of(text), "sid"), flag) << text;
+    EXPECT_EQ(option(instance_of(text), "sid"), text);
   }
 
   Instance instance;
@@ -93,9 +89,7 @@ TEST_F(InstanceManager, a_file_adds_and_replaces_its_instances_and_leaves_the_ot
 
 TEST_F(InstanceManager, a_bad_file_is_told_with_its_place_and_changes_nothing) {
   const std::string good = "[hana/A]\nsid=NEW\n";
-  const struct {
-    std::string path, fault;
-  } cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {files_ / "missing", ": cannot read file"},
       {files_.fifo("fifo"), ": not a regular file"},
       {files_.file("line", good + "no sign\n"), "(3): '=' character not found in line"},
@@ -106,10 +100,10 @@ TEST_F(InstanceManager, a_bad_file_is_told_with_its_place_and_changes_nothing) {
       {files_.file("no_type", good + "[/B]\nsid=HXE\n"), ": '/B' is not of the form 'type/name'"},
       {files_.file("no_name", good + "[hana/]\nsid=HXE\n"), ": 'hana/' is not of the form 'type/name'"},
   };
-  for (const auto& c : cases) {
-    EXPECT_FALSE(manager_.load(c.path)) << c.path;
-    log_.expect_error("Failed to load instances: " + c.path + c.fault + "\n");
-    EXPECT_EQ(sid("A"), "OLD") << c.path;
+  for (const auto& [path, fault] : cases) {
+    EXPECT_FALSE(manager_.load(path)) << path;
+    log_.expect_error("Failed to load instances: " + path + fault + "\n");
+    EXPECT_EQ(sid("A"), "OLD") << path;
   }
 }
 

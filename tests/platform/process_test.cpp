@@ -332,11 +332,7 @@ Child_End run_below(std::vector<std::string> command, std::string& output,
 }
 
 TEST_F(ProcessTest, each_ending_is_seen_and_a_child_without_output_ended) {
-  const struct {
-    const char* script;
-    Child_End::Kind kind;
-    int value;
-  } cases[] = {
+  const std::tuple<const char*, Child_End::Kind, int> cases[] = {
       {"exit 5", Child_End::exited, 5},
       {"kill -9 $$", Child_End::killed, 9},
       {"sleep 60 & exit 6", Child_End::exited, 6},
@@ -345,13 +341,13 @@ TEST_F(ProcessTest, each_ending_is_seen_and_a_child_without_output_ended) {
       {"trap '' TERM; exec >&-; while :; do sleep 1; done", Child_End::overdue, 0},
       {"trap 'echo >/tmp/told' TERM; exec >&-; while :; do sleep 0.05; done", Child_End::overdue, 0},
   };
-  for (const auto& c : cases) {
+  for (const auto& [script, kind, value] : cases) {
     const auto start = std::chrono::steady_clock::now();
     std::string output;
-    const Child_End end = run_below({"/bin/sh", "-c", c.script}, output);
-    EXPECT_EQ(end.kind, c.kind) << c.script;
-    EXPECT_EQ(end.value, c.value) << c.script;
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 30s) << c.script;
+    const Child_End end = run_below({"/bin/sh", "-c", script}, output);
+    EXPECT_EQ(end.kind, kind) << script;
+    EXPECT_EQ(end.value, value) << script;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 30s) << script;
   }
   EXPECT_TRUE(std::filesystem::remove("/tmp/told")) << "killed before it was asked to end";
 

@@ -112,11 +112,7 @@ TEST(Report, a_recorded_host_started_in_the_sandbox_is_the_same) {
 
 TEST(Report, what_it_cannot_show_it_says) {
   const sandbox::Host host("host db-7\nsystem HXE { instance 90 { unset HOSTNAME } }");
-  const struct {
-    const char* arguments;
-    int status;
-    const char* output;  // its beginning
-  } cases[] = {
+  const std::tuple<const char*, int, const char*> cases[] = {
       {"--json", 3, "gustaikrum-report: SAP HANA runs on "},
       {"everything", 2, "gustaikrum-report: unexpected 'everything'\nTry 'gustaikrum-report --help' for more "},
       {"--bogus", 2, "gustaikrum-report: unrecognized option '--bogus'\n"},
@@ -127,25 +123,21 @@ TEST(Report, what_it_cannot_show_it_says) {
       {"--password-file -", 2, "no password in standard input\n"},
       {"--password-file HXE=/nowhere", 2, "cannot read the password from /nowhere: No such file or directory\n"},
   };
-  for (const auto& c : cases) {
-    const test::Outcome outcome = run(c.arguments);
-    EXPECT_EQ(outcome.status, c.status) << c.arguments;
-    EXPECT_EQ(outcome.output.find(c.output), 0U) << outcome.output;
+  for (const auto& [arguments, status, output] : cases) {
+    const test::Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, status) << arguments;
+    EXPECT_EQ(outcome.output.find(output), 0U) << outcome.output;
   }
 }
 
 TEST(Report, with_a_password_it_shows_what_sql_tells) {
   const std::string name(127, 'N');
-  const sandbox::Host host(
-      "host db-7\n"
-      "system HXE { instance 90  tenant " +
-      name +
-      " { description \"Sales, north\" }  tenant TEN2 { active no }\n"
-      "  schema SALES { owner S database " +
-      name + " }  schema PRIVATE { database " + name +
-      " privileges no }\n"
-      "  ini global.ini { persistence { log_mode overwrite }  backup { log_backup_using_backint true } } }\n"
-      "system S1P { mode single instance 02  user SYSTEM { password other } }");
+  const std::string description = R"(host db-7
+      system HXE { instance 90  tenant NAME { description "Sales, north" }  tenant TEN2 { active no }
+        schema SALES { owner S database NAME }  schema PRIVATE { database NAME privileges no }
+        ini global.ini { persistence { log_mode overwrite }  backup { log_backup_using_backint true } } }
+      system S1P { mode single instance 02  user SYSTEM { password other } })";
+  const sandbox::Host host(std::regex_replace(description, std::regex("NAME"), name));
 
   const std::string report = run("--password-file -", "Manager1\r\n").output;
   EXPECT_THAT(report, HasSubstr("    log mode      overwrite\n"

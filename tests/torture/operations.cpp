@@ -42,7 +42,7 @@ const std::string SID = "HXE", INSTANCE = "HDB90", USER = "SYSTEM", TOOL = "/usr
                   LOG_BACKUP = "log_backup_2_0_1000_2000.1415905765532", VERSION = "2.00.059.00.1636536034",
                   FULL_BACKUP = "MONTHLY_databackup_3_1", INI = "/tmp/instances.ini", TREE = "/tmp/tree",
                   DELTA_BACKUP = "a_prefix_that_is_long_databackup_incremental_100_200_3_1", EBID = "ebid of the job 2",
-                  REPLICATED = "S1P";
+                  REPLICATED = "S1P", NOWHERE = "TEN9";
 const platform::secure_string PASSWORD = "Manager1";
 platform::HTTP_Session_Options http_options;
 Database_Info database;
@@ -51,55 +51,51 @@ Backup_File_Info file;
 Backup_Files_Info files;
 platform::json::Object job_object, file_object;
 
-template <class T>
-auto show(std::ostream& out, const T& value) -> decltype(out << value, void()) {
-  out << value;
-}
-void show(std::ostream& out, const std::string& text) {
-  out << text;
-}
-template <class Record>
-auto show(std::ostream& out, const Record& record)
-    -> decltype(record >> std::declval<platform::json::Object&>(), void()) {
-  platform::json::Object object;
-  record >> object;
-  out << platform::json::JSON_Dump(object, false).str();
-}
-void show(std::ostream& out, const System_Instance_Info& info) {
-  out << info.system_info.sid << info.system_info.localhost << '<' << info.system_info.version << '>'
-      << info.instance_name << info.instance_number << info.dir_executable;
-}
-void show(std::ostream& out, const Database_Info& info) {
-  out << info.name << info.description << info.active;
-}
-void show(std::ostream& out, const Database_Scheme_Base_Info& info) {
-  out << info.name << info.owner << info.has_privileges;
-}
-void show(std::ostream& out, const HANA_Env_Value& value) {
-  out << value.dir_executable << value.hostname << value.instance_dir << value.user << value.instance_number
-      << value.sid << value.landscape_id;
-}
-void show(std::ostream& out, const Replication_State_Getter::Replication_State& state) {
-  out << state.mode << state.operation_mode;
-}
-template <template <class, class> class Many, class T, class Allocator>
-void show(std::ostream& out, const Many<T, Allocator>& values) {
-  for (const T& value : values) {
-    show(out, value);
-    out << ", ";
+// Writes what an operation has found.
+struct Shower {
+  template <class T>
+  auto show(const T& value) -> decltype(std::declval<std::ostream&>() << value, void()) {
+    out << value;
   }
-}
-void show(std::ostream& out, const HDBSQL_General_Text_Handler& handler) {
-  out << handler.get_key().size() << ": ";
-  show(out, handler.get_values());
-}
+  template <class Record>
+  auto show(const Record& record) -> decltype(record >> std::declval<platform::json::Object&>(), void()) {
+    platform::json::Object object;
+    record >> object;
+    out << platform::json::JSON_Dump(object, false).str();
+  }
+  void show(const std::string& text) { out << text; }
+  void show(const Database_Info& info) { out << info.name << info.description << info.active; }
+  void show(const Database_Scheme_Base_Info& info) { out << info.name << info.owner << info.has_privileges; }
+  void show(const Replication_State_Getter::Replication_State& state) { out << state.mode << state.operation_mode; }
+  void show(const System_Instance_Info& info) {
+    out << info.system_info.sid << info.system_info.localhost << '<' << info.system_info.version << '>'
+        << info.instance_name << info.instance_number << info.dir_executable;
+  }
+  void show(const HANA_Env_Value& value) {
+    out << value.dir_executable << value.hostname << value.instance_dir << value.user << value.instance_number
+        << value.sid << value.landscape_id;
+  }
+  template <template <class, class> class Many, class T, class Allocator>
+  void show(const Many<T, Allocator>& values) {
+    for (const T& value : values) {
+      show(value);
+      out << ", ";
+    }
+  }
+  void show(const HDBSQL_General_Text_Handler& handler) {
+    show(handler.get_key().size());
+    show(handler.get_values());
+  }
+
+  std::ostringstream out;
+};
 
 template <class... Values>
 bool tell(std::string& told, bool ok, const Values&... values) {
   const test::Fault_Pause pause;
-  std::ostringstream out;
-  ((show(out, values), out << " | "), ...);
-  told.assign(out.str(), 0, told.capacity());
+  Shower shower;
+  ((shower.show(values), shower.show(" | ")), ...);
+  told.assign(shower.out.str(), 0, told.capacity());
   return ok;
 }
 
@@ -120,22 +116,23 @@ void restore_catalog() {
   helper.add_files(job.uuid.c_str(), files);
 }
 
-// Lets `act` have an executor, with nothing failing.
-template <void (*act)(HDBSQL_Executor&)>
-void prepare_system() {
+HDBSQL_Executor connected() {
   HDBSQL_Executor executor(TOOL);
   executor.init(database, USER, PASSWORD);
-  act(executor);
+  return executor;
 }
 
-void start_tenant(HDBSQL_Executor& executor) {
+// Each makes the system ready, with nothing failing.
+void start_tenant() {
+  HDBSQL_Executor executor = connected();
   Tenant_Database_Controller(executor).start(TENANT);
 }
-void stop_tenant(HDBSQL_Executor& executor) {
+void stop_tenant() {
+  HDBSQL_Executor executor = connected();
   Tenant_Database_Controller(executor).stop(TENANT);
 }
-void overwrite_logs(HDBSQL_Executor& executor) {
-  System_Config_Manager(executor).alter_log_mode(System_Config_Manager::LOG_MODE_OVERWRITE);
+void overwrite_logs() {
+  System_Config_Manager(connected()).alter_log_mode(System_Config_Manager::LOG_MODE_OVERWRITE);
 }
 
 using Run = std::function<bool(std::string&)>;
@@ -240,19 +237,22 @@ const std::vector<Operation> OPERATIONS = {
     {"rows", 0, nullptr, asking<HDBSQL_General_Text_Handler>([](auto& executor, auto& handler) {
        return executor.execute(SELECT, &handler, nullptr);
      })},
-    {"databases", 0, prepare_system<start_tenant>, filling<Database_Info_List>([](auto& infos) {
+    {"databases", 0, start_tenant, filling<Database_Info_List>([](auto& infos) {
        return Database_Lister(SID, INSTANCE, USER, PASSWORD).list(infos, NONE);
      })},
-    {"one database", 0, prepare_system<start_tenant>,
+    {"no database", 0, nullptr, filling<Database_Info_List>([](auto& infos) {
+       return Database_Lister(SID, INSTANCE, USER, PASSWORD).list(infos, NOWHERE);
+     })},
+    {"one database", 0, start_tenant,
      asking<Database_Info>([](auto& executor, auto& info) { return Database_Lister(executor).list(info, TENANT); })},
     {"schemas", 0, nullptr, filling<Database_Scheme_Base_Info_List>([](auto& infos) {
        return Schema_Lister(SID, INSTANCE, USER, PASSWORD).list_schema(NONE, infos);
      })},
-    {"stop of a tenant", ALONE, prepare_system<start_tenant>,
+    {"stop of a tenant", ALONE, start_tenant,
      altering([](auto& executor) { return Tenant_Database_Controller(executor).stop(TENANT); })},
-    {"start of a tenant", ALONE, prepare_system<stop_tenant>,
+    {"start of a tenant", ALONE, stop_tenant,
      altering([](auto& executor) { return Tenant_Database_Controller(executor).start(TENANT); })},
-    {"log mode", ALONE, prepare_system<overwrite_logs>, altering([](auto& executor) {
+    {"log mode", ALONE, overwrite_logs, altering([](auto& executor) {
        return System_Config_Manager(executor).alter_log_mode(System_Config_Manager::LOG_MODE_NORMAL);
      })},
 
