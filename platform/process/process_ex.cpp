@@ -32,8 +32,8 @@ bool open_pipe(Pipe& pipe) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) return false;
   pipe.reader.reset(ends[0]);
-  const Unique_Fd writer(ends[1]);
-  pipe.writer.reset(::fcntl(writer.get(), F_DUPFD_CLOEXEC, 3));
+  pipe.writer.reset(ends[1]);
+  if (ends[1] < 3) pipe.writer.reset(::fcntl(ends[1], F_DUPFD_CLOEXEC, 3));
   ::fcntl(ends[0], F_SETPIPE_SZ, PIPE_SIZE);
   return static_cast<bool>(pipe.writer);
 }
