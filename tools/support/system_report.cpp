@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <map>
 
 #include "examples/log_reasons.h"
@@ -20,14 +21,22 @@ namespace {
 using sap_hana::Name_Server_Config_Parser;
 using sap_hana::Server_Port_Manager;
 
-// The environment of one instance's start service; empty where it has gone meanwhile.
-sap_hana::HANA_Env_Value environment_of(const sap_hana::System_Instance_Info& instance) {
-  const std::string pattern = instance.system_info.sid + "/" + instance.instance_name + "/exe/sapstartsrv";
+std::list<platform::Service_Info> list_start_services() {
   std::list<platform::Service_Info> services;
+  platform::Service_Lister().list_service("/HDB[0-9][0-9]/exe/sapstartsrv", services, false, "C");
+  return services;
+}
+
+// The environment of one instance's start service; empty where it has gone meanwhile.
+sap_hana::HANA_Env_Value environment_of(const sap_hana::System_Instance_Info& instance,
+                                        const std::list<platform::Service_Info>& services) {
+  const std::string program = instance.system_info.sid + "/" + instance.instance_name + "/exe/sapstartsrv";
+  const auto is_its = [&](const platform::Service_Info& service) {
+    return service.cmd.find(program) != std::string::npos;
+  };
+  const auto found = std::find_if(services.begin(), services.end(), is_its);
   sap_hana::HANA_Env_Value environment{};
-  if (platform::Service_Lister().list_service(pattern.c_str(), services, false, "C") == 0 && !services.empty()) {
-    sap_hana::Environ_Getter::instance()->get(services.front().pid, environment);
-  }
+  if (found != services.end()) sap_hana::Environ_Getter::instance()->get(found->pid, environment);
   return environment;
 }
 
@@ -61,8 +70,9 @@ std::vector<Port_Report> read_ports(std::uint16_t instance_number, bool multi_co
   return reports;
 }
 
-Instance_Report read_instance(const sap_hana::System_Instance_Info& instance, bool multi_container) {
-  const sap_hana::HANA_Env_Value environment = environment_of(instance);
+Instance_Report read_instance(const sap_hana::System_Instance_Info& instance, bool multi_container,
+                              const std::list<platform::Service_Info>& services) {
+  const sap_hana::HANA_Env_Value environment = environment_of(instance, services);
   auto state = sap_hana::Instance_Controller::INSTANCE_STATE_UNKNOWN;
   sap_hana::Instance_Controller(instance.system_info.sid).get_state(instance.instance_number, state);
   return {instance.instance_name,
@@ -102,14 +112,15 @@ void read_topology(System_Report& report) {
   report.operation_mode = state.operation_mode;
 }
 
-System_Report read_system(const std::string& sid, const sap_hana::System_Instance_Info_List& instances) {
+System_Report read_system(const std::string& sid, const sap_hana::System_Instance_Info_List& instances,
+                          const std::list<platform::Service_Info>& services) {
   System_Report report{};
   report.sid = sid;
   report.multi_container = sap_hana::System_Controller(sid).is_multi_container();
   sap_hana::Environ_Getter::instance()->get_landscape_id(sid.c_str(), report.landscape_id);
   read_topology(report);
   for (const sap_hana::System_Instance_Info& instance : instances)
-    report.instances.push_back(read_instance(instance, report.multi_container));
+    report.instances.push_back(read_instance(instance, report.multi_container, services));
   report.for_sql = instances.front();
   report.for_sql.system_info.multi_container = report.multi_container;  // a listing does not tell
   return report;
@@ -123,10 +134,11 @@ std::list<System_Report> read_systems(const sap_hana::System_Instance_Info_List&
     const std::string& sid = instance.system_info.sid;
     if (only.empty() || sid == only) systems[sid].push_back(instance);
   }
+  const std::list<platform::Service_Info> services = list_start_services();
   std::list<System_Report> reports;
   for (auto& [sid, instances] : systems) {
     instances.sort([](const auto& a, const auto& b) { return a.instance_number < b.instance_number; });
-    reports.push_back(read_system(sid, instances));
+    reports.push_back(read_system(sid, instances, services));
   }
   return reports;
 }
