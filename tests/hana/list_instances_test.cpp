@@ -1,7 +1,6 @@
 #include "hana/common/list_instances.h"
 
 #include <linux/capability.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -133,10 +132,6 @@ struct Service {
   const char* version;  // as whom its version tool is run; empty for not at all
 };
 
-bool in_own_mounts() {
-  return ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-}
-
 constexpr const char* STILL = "kill -STOP $$; kill -STOP $$";
 
 const Service services[] = {
@@ -147,13 +142,13 @@ const Service services[] = {
     {"a stranger's with root's rights", "HXE", [] { return ::setreuid(65534, 0) == 0; }, STILL, ""},
     {"an unknown administrator's", "QQQ", [] { return ::setuid(60777) == 0; }, STILL, ""},
     {"one with a private /tmp", "HXE",
-     [] { return in_own_mounts() && ::mount("tmpfs", "/tmp", "tmpfs", 0, nullptr) == 0; }, STILL, "0"},
+     [] { return test::in_own_mounts() && ::mount("tmpfs", "/tmp", "tmpfs", 0, nullptr) == 0; }, STILL, "0"},
     {"a container's with another /usr/sap", "HXE",
-     [] { return in_own_mounts() && ::mount("/usr/sap/other", "/usr/sap/HXE", nullptr, MS_BIND, nullptr) == 0; }, STILL,
-     ""},
+     [] { return test::in_own_mounts() && ::mount("/usr/sap/other", "/usr/sap/HXE", nullptr, MS_BIND, nullptr) == 0; },
+     STILL, ""},
     {"a container's whose link leads here if it is followed from here", "HXE",
      [] {
-       return in_own_mounts() && ::mount("tmpfs", "/usr/sap", "tmpfs", 0, nullptr) == 0 &&
+       return test::in_own_mounts() && ::mount("tmpfs", "/usr/sap", "tmpfs", 0, nullptr) == 0 &&
               ::symlink("/usr/sap/HXE", "/usr/sap/HXE") == 0;
      },
      STILL, ""},
@@ -216,16 +211,19 @@ TEST_F(StartServices, what_runs_for_a_caller_that_is_not_root) {
       set.effective = set.permitted;
     return ::syscall(SYS_capset, &header, sets) == 0;
   };
-  const Service for_another{"a stranger's", "HXE", with_capabilities, "", ""};
-  const Service for_itself{"his own", "HXE", as_stranger, STILL, "65534"};
-  const auto strangers = run(for_itself);
-  for (const Service& service : {for_another, for_itself}) {
+  const auto expect_for = [this](const Service& caller) {
     EXPECT_TRUE(test::in_own_process([&] {
-      if (!service.become()) return false;
-      expect_version(service);
+      if (!caller.become()) return false;
+      expect_version(caller);
       return true;
-    })) << service.what;
-  }
+    })) << caller.what;
+  };
+  const Service his_own{"his own", "HXE", as_stranger, STILL, "65534"};
+  const auto strangers = run(his_own);
+  expect_for(his_own);
+  expect_for({"a stranger's", "HXE", with_capabilities, "", ""});
+  const auto roots = run(services[0]);
+  expect_for({"root's", "HXE", with_capabilities, "", "0"});
 }
 
 }  // namespace

@@ -2,10 +2,12 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 
 #include "platform/files/unique_fd.h"
+#include "sandbox/way.h"
 #include "tests/support/failing_call.h"
 #include "tests/support/test.h"
 
@@ -55,6 +57,16 @@ TEST(ServerPortManager, listening_is_seen_in_ipv6_too_and_only_while_it_lasts) {
              !ports.is_listening(Server_Port_Manager::TYPE_MDC_INDEXSERVER);
     })) << call;
   }
+
+  const auto without_ipv6 = [&] {
+    std::ofstream("/proc/self/net/tcp") << "  sl\n   0: 0100007F:9B87 00000000:0000 0A\n";
+    return ports.is_listening(Server_Port_Manager::TYPE_INDEXSERVER) &&
+           !ports.is_listening(Server_Port_Manager::TYPE_MDC_INDEXSERVER) && log.take_debug().empty();
+  };
+  EXPECT_TRUE(sandbox::way_inside() != sandbox::Way::namespaces || test::in_own_process([&] {
+                return test::in_own_mounts() && ::mount("tmpfs", "/proc/self/net", "tmpfs", 0, nullptr) == 0 &&
+                       test::let_call_fail(SYS_socket, EPERM, 0, AF_NETLINK) && without_ipv6();
+              }));
 
   ASSERT_EQ(::shutdown(socket.get(), SHUT_RD), 0);
   EXPECT_FALSE(ports.is_listening(Server_Port_Manager::TYPE_INDEXSERVER));

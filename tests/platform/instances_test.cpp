@@ -35,8 +35,10 @@ TEST(Instance, a_text_is_a_number_or_a_flag_only_where_all_of_it_is) {
   Instance instance;
   instance.set_option("flag", false);
   instance.set_option("wide", UINT64_MAX);
-  EXPECT_EQ(option(instance, "flag"), "false");
-  EXPECT_EQ(option(instance, "wide"), "18446744073709551615");
+  Instance copy;
+  copy = instance;
+  EXPECT_EQ(option(copy, "flag"), "false");
+  EXPECT_EQ(option(copy, "wide"), "18446744073709551615");
 }
 
 // Leaves the process's registry as it was found: empty.

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -99,6 +101,11 @@ bool in_own_process(Body body) {
   }
   int status = -1;
   return ::waitpid(pid, &status, 0) == pid && status == 0;
+}
+
+// True if what this process mounts from now on is its own.
+inline bool in_own_mounts() {
+  return ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
 struct Outcome {
