@@ -14,6 +14,7 @@
 #include <list>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "platform/http/header_line.h"
@@ -227,13 +228,15 @@ class Connection {
   const char* cause() const { return cause_.data(); }
 
  private:
-  explicit Connection(const HTTP_Session_Options& options) : options_(options), curl_(curl_easy_init()) {}
+  explicit Connection(const HTTP_Session_Options& options)
+      : options_(options), tls_(::strncasecmp(options.base_url.c_str(), "https:", 6) == 0), curl_(curl_easy_init()) {}
 
   CURLcode set_rules();
   void set_credentials(Options& options, bool authenticate);
   void set_headers(Options& options, Header_Lines lines);
 
   const HTTP_Session_Options& options_;
+  const bool tls_;
   Curl_List headers_;  // lives longer than the handle that uses it
   Header_Lines lines_;
   Curl_Handle curl_;
@@ -320,7 +323,8 @@ CURLcode Connection::send(const char* method, const HTTP_Request& request, const
   if (!options.set_where_known(OPTION_PREREQDATA, &exchange)) options.set(CURLOPT_DEBUGDATA, &exchange);
   if (options.code() != CURLE_OK) return options.code();
 
-  const Sigpipe_Block block;
+  std::optional<Sigpipe_Block> block;  // without TLS libcurl itself asks for no signal
+  if (tls_) block.emplace();
   return curl_easy_perform(curl_.get());
 }
 
