@@ -176,11 +176,8 @@ TEST_F(HdbsqlExecutor, what_cannot_be_run_is_refused_in_order_handler_init_state
   log_.expect_error("Failed to execute sql: sql is empty\n");
 
   const std::string nul(1, '\0');
-  const struct {
-    std::string sql, database, user;
-    platform::secure_string password;
-    std::string host, tool;
-  } cases[] = {
+  using std::string;
+  const std::tuple<string, string, string, platform::secure_string, string, string> cases[] = {
       {"DELETE" + nul + " WHERE", "", "U", "P", "h", ""},
       {std::string(1024, 'x'), "", "U", "P", "h", ""},
       {"SELECT 1", "T" + nul + "X", "U", "P", "h", ""},
@@ -189,15 +186,15 @@ TEST_F(HdbsqlExecutor, what_cannot_be_run_is_refused_in_order_handler_init_state
       {"SELECT 1", "", "U", "P", nul, ""},
       {"SELECT 1", "", "U", "P", "h", nul},
   };
-  for (const auto& c : cases) {
+  for (const auto& [sql, database_name, user, password, host, tool] : cases) {
     Database_Info info = database();
-    info.name = c.database;
-    info.instance_info.system_info.localhost = c.host;
-    info.instance_info.dir_executable += c.tool;
+    info.name = database_name;
+    info.instance_info.system_info.localhost = host;
+    info.instance_info.dir_executable += tool;
     HDBSQL_Executor executor("");
-    EXPECT_TRUE(executor.init(info, c.user, c.password));
-    EXPECT_FALSE(executor.execute(c.sql, nullptr));
-    log_.expect_error("Failed to execute '" + c.sql.substr(0, c.sql.find('\0')) + "'\n");
+    EXPECT_TRUE(executor.init(info, user, password));
+    EXPECT_FALSE(executor.execute(sql, nullptr));
+    log_.expect_error("Failed to execute '" + sql.substr(0, sql.find('\0')) + "'\n");
   }
   EXPECT_EQ(take_statements(), "");
 }

@@ -80,23 +80,20 @@ TEST_F(InstanceControl, the_state_is_that_of_the_index_server_and_no_instance_ha
 }
 
 TEST_F(InstanceControl, the_directory_is_the_first_services_own_or_the_usual_one) {
-  const struct {
-    const char* variable;
-    std::string live;  // empty for none
-    const char* with_default;
-    uid_t user = ::geteuid();
-  } cases[] = {{"DIR_INSTANCE=/hana/HDB77", "/hana/HDB77", "/hana/HDB77"},
-               {"TINSTANCE=77", "", "/usr/sap/QQQ/HDB77"},
-               {"DIR_INSTANCE=/hana/none", "", "/usr/sap/QQQ/HDB77"},
-               {"DIR_INSTANCE=/tmp/HDB77", "/tmp/HDB77", "/tmp/HDB77", 65534}};
-  for (const auto& c : cases) {
-    if (c.user != ::geteuid() && !sandbox::second_user_available()) continue;
-    const test::Child service("/usr/sap/QQQ/HDB77/exe/sapstartsrv", {}, {c.variable}, c.user);
+  // What is found without a default, empty for nothing, and with it.
+  const std::tuple<const char*, std::string, const char*, uid_t> cases[] = {
+      {"DIR_INSTANCE=/hana/HDB77", "/hana/HDB77", "/hana/HDB77", ::geteuid()},
+      {"TINSTANCE=77", "", "/usr/sap/QQQ/HDB77", ::geteuid()},
+      {"DIR_INSTANCE=/hana/none", "", "/usr/sap/QQQ/HDB77", ::geteuid()},
+      {"DIR_INSTANCE=/tmp/HDB77", "/tmp/HDB77", "/tmp/HDB77", 65534}};
+  for (const auto& [variable, live, with_default, user] : cases) {
+    if (user != ::geteuid() && !sandbox::second_user_available()) continue;
+    const test::Child service("/usr/sap/QQQ/HDB77/exe/sapstartsrv", {}, {variable}, user);
     std::string dir = "before";
-    EXPECT_TRUE(Instance_Controller("QQQ").get_instance_dir("HDB77", dir, true)) << c.variable;
-    EXPECT_EQ(dir, c.with_default) << c.variable;
-    EXPECT_EQ(Instance_Controller("QQQ").get_instance_dir("HDB77", dir, false), !c.live.empty()) << c.variable;
-    EXPECT_EQ(dir, c.live) << c.variable;
+    EXPECT_TRUE(Instance_Controller("QQQ").get_instance_dir("HDB77", dir, true)) << variable;
+    EXPECT_EQ(dir, with_default) << variable;
+    EXPECT_EQ(Instance_Controller("QQQ").get_instance_dir("HDB77", dir, false), !live.empty()) << variable;
+    EXPECT_EQ(dir, live) << variable;
   }
   for (const char* lookup : {"instance number", "instance number", "QQQ HDB77 instance dir"})
     log_.expect_error(std::string("Failed to get ") + lookup + "\n");

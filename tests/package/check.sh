@@ -31,18 +31,12 @@ fi
 
 # Each header by itself, for either compiler and the language that a program may have chosen.
 headers=$root/usr/include/gustaikrum
-compile_alone() {
-  echo "#include <$3>" |
-    "$1" -std="$2" -I"$headers" ${BOOST_ROOT:+-isystem "$BOOST_ROOT/include"} -Wall -Wextra -Wconversion -Wshadow \
-      -Werror -fsyntax-only -x c++ - || { echo "$3 does not compile by itself with $1 -std=$2"; return 255; }
-}
-export -f compile_alone
 export headers
 (cd "$headers" && for compiler in g++ clang++; do
-  for language in c++17 c++20; do
-    find . -name '*.h' -printf "$compiler $language %P\n"
-  done
-done) | xargs -P "$(nproc)" -L 1 bash -c 'compile_alone "$@"' -
+  find . -name '*.h' -printf "$compiler c++17 %P\n$compiler c++20 %P\n"
+done) | xargs -P "$(nproc)" -L 1 bash -c 'echo "#include <$2>" |
+  "$0" -std="$1" -I"$headers" ${BOOST_ROOT:+-isystem "$BOOST_ROOT/include"} -Wall -Wextra -Wconversion -Wshadow -Werror \
+    -fsyntax-only -x c++ - || { echo "$2 does not compile by itself with $0 -std=$1"; exit 255; }'
 
 "$sources/hardening.sh" "$libraries"/libgustaikrum{,_platform}.so.0.1
 

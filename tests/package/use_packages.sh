@@ -18,7 +18,15 @@ c++ loader.cpp -o loader -ldl
 ./loader
 
 [ -x /usr/bin/gustaikrum-report ] || exit 0
-for tool in report instance sandbox; do gustaikrum-$tool --version; done
+# Every option that --help tells of stands in the manual, and is completed.
+for tool in report instance sandbox; do
+  options=$(gustaikrum-$tool --help | grep -o -e '--[a-z][a-z-]*' | sort -u)
+  for option in $options; do
+    zcat /usr/share/man/man1/gustaikrum-$tool.1.gz | tr -d '\\' | grep -q -e "$option"
+  done
+  [ "$options" = "$(bash -c ". /usr/share/bash-completion/completions/gustaikrum-$tool
+    COMP_WORDS=(gustaikrum-$tool --) COMP_CWORD=1 && _gustaikrum gustaikrum-$tool && printf '%s\n' \"\${COMPREPLY[@]}\"")" ]
+done
 status=0
 gustaikrum-report 2>&1 || status=$?
 [ $status = 1 ]

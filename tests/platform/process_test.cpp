@@ -60,47 +60,30 @@ int run_script(Line_Keeper& keeper, const std::string& script, const char* user 
   return keeper.call(BOTH, options);
 }
 
-std::size_t open_descriptors() {
-  const std::filesystem::directory_iterator all("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
-// What a program that the caller starts itself would take along.
-int inheritable_descriptors() {
-  int count = 0;
-  for (int descriptor = 3; descriptor < 100; ++descriptor)
-    count += ::fcntl(descriptor, F_GETFD) == 0 ? 1 : 0;
-  return count;
-}
-
-std::size_t shared_mappings() {
-  std::ifstream maps("/proc/self/maps");
-  std::size_t count = 0;
-  for (std::string line; std::getline(maps, line);)
-    count += line.find("/dev/zero") != std::string::npos ? 1U : 0U;
-  return count;
+// This process's descriptors and its mappings that it shares with children.
+std::string holdings() {
+  return test::run_command("ls /proc/$PPID/fd; grep -c /dev/zero /proc/$PPID/maps").output;
 }
 
 // After each test, on whatever path, no child is left and no descriptor or mapping more than before.
 class ProcessTest : public testing::Test {
  protected:
   void TearDown() override {
-    EXPECT_EQ(open_descriptors(), descriptors_);
-    EXPECT_EQ(shared_mappings(), mappings_);
+    EXPECT_EQ(holdings(), before_);
     EXPECT_TRUE(::waitpid(-1, nullptr, WNOHANG) < 0 && errno == ECHILD) << "a child was left";
   }
 
   test::Log_Capture log;
 
  private:
-  std::size_t descriptors_ = open_descriptors();
-  std::size_t mappings_ = shared_mappings();
+  const std::string before_ = holdings();
 };
 
 TEST_F(ProcessTest, every_line_arrives_as_it_was_written_though_the_callbacks_reject_it_or_throw) {
-  const int inheritable = inheritable_descriptors();
+  const auto inherited = [] { return test::run_command("ls /proc/self/fd").output; };
+  const std::string before = inherited();
   const std::pair<std::function<void()>, std::string> throwers[] = {
-      {[&] { EXPECT_EQ(inheritable_descriptors(), inheritable); }, ""},
+      {[&] { EXPECT_EQ(inherited(), before); }, ""},
       {[] { throw std::runtime_error("handler threw"); }, "Failed to take output: handler threw\n"},
       {[] { throw 5; }, "Failed to take output: unknown exception\n"}};
   for (const auto& [thrower, told] : throwers) {
@@ -357,7 +340,7 @@ TEST_F(ProcessTest, each_ending_is_seen_and_a_child_without_output_ended) {
 
 const platform::Child_Identity NOBODY_ALONE{NOBODY, NOBODY, {NOBODY}};
 
-TEST_F(ProcessTest, no_descriptor_and_no_signal_state_reaches_a_child_whatever_other_threads_open_meanwhile) {
+TEST_F(ProcessTest, no_descriptor_no_signal_state_and_no_strangers_session_reaches_a_child) {
   EXPECT_TRUE(test::in_own_process([] {
     int input[2];
     EXPECT_TRUE(::pipe(input) == 0 && ::dup2(input[0], 0) == 0);
@@ -380,23 +363,18 @@ TEST_F(ProcessTest, no_descriptor_and_no_signal_state_reaches_a_child_whatever_o
         run_below({"/bin/sh", "-c", "readlink /proc/self/fd/0; cd /proc/$$/fd && echo *"}, output, identity);
         // Not through the shell, which lets all signals in by itself.
         run_below({"/bin/grep", "-E", "Sig(Blk|Ign)", "/proc/self/status"}, output, identity);
-        // 3 is the shell's own, reading the directory.
-        EXPECT_EQ(output, "/dev/null\n0 1 2 3\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
+        run_below(
+            {"/bin/sh", "-c", "read -r id name is parent group session rest </proc/$$/stat; echo $((session == $$))"},
+            output, identity);
+        // 3 is the shell's own, reading the directory. Another user's child has a session of its own.
+        EXPECT_EQ(output, std::string("/dev/null\n0 1 2 3\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n") +
+                              (identity == nullptr ? "0\n" : "1\n"));
       }
     }
     stop = true;
     opener.join();
     return true;
   }));
-}
-
-TEST_F(ProcessTest, a_child_with_another_user_has_a_session_of_its_own) {
-  if (!sandbox::second_user_available()) GTEST_SKIP() << "only root may become somebody else";
-  std::string output;
-  run_below(
-      {"/bin/sh", "-c", "read -r pid name state parent group session rest </proc/self/stat; echo $((session - $$))"},
-      output, &NOBODY_ALONE);
-  EXPECT_EQ(output, "0\n");
 }
 
 void reap_all(int) {
