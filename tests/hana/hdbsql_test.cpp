@@ -36,7 +36,6 @@ class Hdbsql : public testing::Test {
       answer(word, "");
     configure(options_);
   }
-  ~Hdbsql() override { platform::Instance_Manager::instance()->remove("hana", "HXE_HDB90"); }
 
   // What a statement with this first word prints and ends with from now on.
   void answer(const std::string& word, const std::string& output, const std::string& error = "", int status = 0) {
@@ -72,11 +71,11 @@ class Hdbsql : public testing::Test {
   }
 
   // The last run: its library path, then its arguments.
-  std::string last_run() const { return content("run"); }
+  std::string last_run() const { return test::content_of(files_ / "run"); }
 
   // The statements since the last call, each with a newline.
   std::string take_statements() const {
-    std::string taken = content("statements");
+    std::string taken = test::content_of(files_ / "statements");
     files_.file("statements", "");
     return taken;
   }
@@ -86,12 +85,6 @@ class Hdbsql : public testing::Test {
       {"sid", "HXE"},           {"instance_number", "90"},         {"instance_name", "HDB90"},
       {"localhost", "hxehost"}, {"dir_executable", files_.path()}, {"multi_container", "true"}};
   test::Log_Capture log_;
-
- private:
-  std::string content(const char* name) const {
-    std::ifstream file(files_ / name);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
 };
 
 using HdbsqlExecutor = Hdbsql;

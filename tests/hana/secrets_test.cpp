@@ -84,8 +84,7 @@ TEST(Secrets, the_password_is_in_the_childs_one_argument_and_nowhere_else) {
   EXPECT_EQ(pieces_with_password(), 0);
   EXPECT_EQ(log.take().size(), 3U);
   EXPECT_GE(log.take_debug().size(), 3U);
-  std::ifstream file(directory / "seen");
-  const std::string seen{std::istreambuf_iterator<char>(file), {}};
+  const std::string seen = test::content_of(directory / "seen");
   const std::size_t at = seen.find("\n-c\n" + ENCODED + "\n");  // "-p", encoded
   EXPECT_LT(at, seen.find("\nenvironment\n"));
   EXPECT_EQ(seen.find(ENCODED), at + 4);

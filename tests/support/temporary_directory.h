@@ -6,9 +6,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 
 namespace test {
+
+inline std::string content_of(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
 
 // An empty directory that goes away with its contents.
 class Temporary_Directory {

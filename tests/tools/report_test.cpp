@@ -5,6 +5,7 @@
 
 namespace {
 
+using test::content_of;
 using testing::HasSubstr;
 
 // The sandbox's own, or the machine's where no namespaces can be entered.
@@ -73,11 +74,6 @@ constexpr const char* UNUSUAL =
     "  ini nameserver.ini { roles_vhost \"a \\\"b\\\"\" landscape { standby \"\" active_master vhost:31101 } } }\n"
     "system OLD { mode single instance 05 { version 1.00.1.2 listening \"30517\" trace \"\" } }\n"
     "system OFF { instance 06 { running no systemd yes } }";
-
-std::string content_of(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 TEST(Report, a_recorded_host_started_in_the_sandbox_is_the_same) {
   const struct {
