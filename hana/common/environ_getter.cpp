@@ -10,6 +10,7 @@
 #include "platform/files/file_content.h"
 #include "platform/log/failed.h"
 #include "platform/log/log.h"
+#include "platform/process/process_search.h"
 #include "platform/text/format.h"
 
 namespace sap_hana {
@@ -49,7 +50,7 @@ bool Environ_Getter::get_env_value(const pid_t& pid, HANA_Env_Value& val) const 
 bool Environ_Getter::get(const std::string& sid, HANA_Env_Value& val) const try {
   const platform::snprintf_t<4096> pattern("%s.*exe/sapstartsrv", sid.c_str());
   std::list<platform::Service_Info> services;
-  if (!list_start_services(pattern.c_str(), services) || services.empty()) {
+  if (!platform::find_processes(pattern.c_str(), services) || services.empty()) {
     platform::log_error("Failed to get HANA envirnoment value: failed to list services\n");
     return false;
   }

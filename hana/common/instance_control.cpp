@@ -9,6 +9,7 @@
 #include "platform/log/log.h"
 #include "platform/net/port_listening.h"
 #include "platform/process/process_options.h"
+#include "platform/process/process_search.h"
 #include "platform/process/subprocess.h"
 #include "platform/text/format.h"
 
@@ -43,6 +44,32 @@ std::string believed_dir(const std::string& sid, const std::list<platform::Servi
   return "";
 }
 
+// Whether a listing tells the names of the users that run the services, too.
+enum class Users { NAMED, UNNAMED };
+
+// Appends the instance's start services. False, after a message, if they cannot be listed; also false if the list is
+// empty then.
+bool list_services(const std::string& sid, const std::string& instance_name, Users users,
+                   std::list<platform::Service_Info>& services) {
+  const platform::snprintf_t<4096> pattern("%s/%s/exe/sapstartsrv", sid.c_str(), instance_name.c_str());
+  const bool listed = users == Users::NAMED
+                          ? platform::Service_Lister().list_service(pattern.c_str(), services, false, "C") == 0
+                          : platform::find_processes(pattern.c_str(), services);
+  if (!listed) platform::log_error("Failed to get %s %s service info\n", sid.c_str(), instance_name.c_str());
+  return listed && !services.empty();
+}
+
+// The same by number; false, after a message, also if it is above 99.
+bool list_services(const std::string& sid, std::uint16_t instance_number, Users users,
+                   std::list<platform::Service_Info>& services) {
+  std::string instance_name;
+  if (instance_number_to_name(instance_number, instance_name))
+    return list_services(sid, instance_name, users, services);
+  platform::log_error("Failed to get %s %hu service info: failed to generate instance name\n", sid.c_str(),
+                      instance_number);
+  return false;
+}
+
 }  // namespace
 
 Instance_Controller::Instance_Controller(const std::string& sid) : sid_(platform::kept_name(sid)) {}
@@ -64,7 +91,7 @@ bool Instance_Controller::get_state(std::uint16_t instance_number, Instance_Stat
   const std::optional<bool> multi_container = look_for_containers(sid_);
 
   std::list<platform::Service_Info> services;
-  if (!get_instance_services(instance_number, services)) {
+  if (!list_services(sid_, instance_number, Users::UNNAMED, services)) {
     state = INSTANCE_STATE_STOPPED;
     return false;
   }
@@ -94,7 +121,7 @@ bool Instance_Controller::get_instance_dir(const std::string& instance_name, std
     try {
   dir.clear();
   std::list<platform::Service_Info> services;
-  if (!get_instance_services(instance_name, services)) {
+  if (!list_services(sid_, instance_name, Users::UNNAMED, services)) {
     platform::log_error("Failed to get %s %s instance env\n", sid_.c_str(), instance_name.c_str());
     return false;
   }
@@ -118,25 +145,14 @@ void Instance_Controller::get_default_instance_dir(const std::string& instance_n
 
 bool Instance_Controller::get_instance_services(const std::string& instance_name,
                                                 std::list<platform::Service_Info>& service_info) const try {
-  const platform::snprintf_t<4096> pattern("%s/%s/exe/sapstartsrv", sid_.c_str(), instance_name.c_str());
-  if (!list_start_services(pattern.c_str(), service_info)) {
-    platform::log_error("Failed to get %s %s service info\n", sid_.c_str(), instance_name.c_str());
-    return false;
-  }
-  return !service_info.empty();
+  return list_services(sid_, instance_name, Users::NAMED, service_info);
 } catch (...) {
   return platform::failed();
 }
 
 bool Instance_Controller::get_instance_services(std::uint16_t instance_number,
                                                 std::list<platform::Service_Info>& service_info) const try {
-  std::string instance_name;
-  if (!instance_number_to_name(instance_number, instance_name)) {
-    platform::log_error("Failed to get %s %hu service info: failed to generate instance name\n", sid_.c_str(),
-                        instance_number);
-    return false;
-  }
-  return get_instance_services(instance_name, service_info);
+  return list_services(sid_, instance_number, Users::NAMED, service_info);
 } catch (...) {
   return platform::failed();
 }
@@ -145,7 +161,7 @@ bool Instance_Controller::hdb_action(const std::string& instance_name, HDB_ACTIO
   // Deliberate: without a directory there is no "/HDB" to run, and the run below reports that.
   std::string instance_dir;
   std::list<platform::Service_Info> services;
-  if (get_instance_services(instance_name, services)) {
+  if (list_services(sid_, instance_name, Users::UNNAMED, services)) {
     instance_dir = believed_dir(sid_, services);
     if (instance_dir.empty()) get_default_instance_dir(instance_name, instance_dir);
   } else {

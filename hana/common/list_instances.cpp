@@ -11,6 +11,7 @@
 #include "platform/log/failed.h"
 #include "platform/log/log.h"
 #include "platform/process/process_ex.h"
+#include "platform/process/process_search.h"
 #include "platform/process/text_process_handler.h"
 #include "platform/text/search.h"
 
@@ -109,7 +110,7 @@ System_Instance_Lister::System_Instance_Lister() = default;
 System_Instance_Lister::~System_Instance_Lister() = default;
 
 bool System_Instance_Lister::list_service(std::list<platform::Service_Info>& services) const {
-  if (!list_start_services("HDB[0-9][0-9]/exe/sapstartsrv", services)) {
+  if (!platform::find_processes("HDB[0-9][0-9]/exe/sapstartsrv", services)) {
     platform::log_error("Failed to get HANA services\n");
     return false;
   }

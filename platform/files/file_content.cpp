@@ -25,7 +25,7 @@ File_Read read_regular_file(const char* path, std::string& content, std::size_t 
 
   std::string bytes;
   std::array<char, 32768> buffer;
-  for (;;) {
+  do {
     const ssize_t got = read_some(file.get(), buffer.data(), buffer.size());
     if (got < 0) return File_Read::FAILED;
     if (got == 0) break;
@@ -34,7 +34,7 @@ File_Read read_regular_file(const char* path, std::string& content, std::size_t 
       errno = EFBIG;
       return File_Read::FAILED;
     }
-  }
+  } while (static_cast<off_t>(bytes.size()) != status.st_size);  // it is 0 for what the kernel makes as it is read
   content.swap(bytes);
   return File_Read::DONE;
 }

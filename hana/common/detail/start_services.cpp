@@ -181,12 +181,6 @@ bool read_environment(pid_t pid, HANA_Env_Value& val) {
   return false;
 }
 
-// --- Which processes are start services ---
-
-bool list_start_services(const char* pattern, std::list<platform::Service_Info>& services) {
-  return platform::Service_Lister().list_service(pattern, services, false, "C") == 0;
-}
-
 // --- Whether one is believed ---
 
 bool read_start_service(pid_t pid, const std::string* system, Start_Service& service) {

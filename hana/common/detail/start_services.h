@@ -4,13 +4,11 @@
 
 #include <array>
 #include <cstddef>
-#include <list>
 #include <string>
 #include <string_view>
 
 #include "hana/common/environ_getter.h"
 #include "platform/process/process_options.h"
-#include "platform/process/service_lister.h"
 
 namespace sap_hana {
 
@@ -43,9 +41,6 @@ class Environment_Reader {
 // Reads the environment of a process. False, with a message, if it cannot be read or tells no instance number; what was
 // read stays in `val`.
 bool read_environment(pid_t pid, HANA_Env_Value& val);
-
-// Appends the processes whose command lines match, in ascending pid. False if they cannot be listed.
-bool list_start_services(const char* pattern, std::list<platform::Service_Info>& services);
 
 // Whose word a start service's environment is. Every one but a stranger's is believed.
 enum class Trust {
