@@ -61,8 +61,9 @@ struct Shower {
   auto show(const Record& record) -> decltype(record >> std::declval<platform::json::Object&>(), void()) {
     platform::json::Object object;
     record >> object;
-    out << platform::json::JSON_Dump(object, false).str();
+    show(object);
   }
+  void show(const platform::json::Object& object) { out << platform::json::JSON_Dump(object, false).str(); }
   void show(const std::string& text) { out << text; }
   void show(const Database_Info& info) { out << info.name << info.description << info.active; }
   void show(const Database_Scheme_Base_Info& info) { out << info.name << info.owner << info.has_privileges; }
@@ -151,6 +152,15 @@ Run filling(Fill fill) {
 // stopped, and any other change is made all the same.
 bool is_certain(const std::string& statement) {
   return statement.rfind("ALTER", 0) == 0 && statement.find(" STOP ") == std::string::npos;
+}
+
+// Writes a record, which says by the log alone that it cannot.
+template <class Record>
+Run writing(const Record& record) {
+  return filling<platform::json::Object>([&record](auto& object) {
+    record >> object;
+    return !object.empty();
+  });
 }
 
 // Runs what fills nothing; what it has run on the host is told.
@@ -303,6 +313,8 @@ const std::vector<Operation> OPERATIONS = {
     {"a file", SILENT, restore_catalog,
      filling<File>([](auto& found) { return Catalog().get_file_by_ebid(EBID.c_str(), found); })},
     {"removing a file", ALONE, restore_catalog, doing([] { return Catalog().remove_file(EBID.c_str()); })},
+    {"writing a job", 0, nullptr, writing(job)},
+    {"writing a file", 0, nullptr, writing(file)},
     {"reading a job", 0, nullptr, filling<Job>([](auto& info) { return info.parse(job_object); })},
     {"reading a file", 0, nullptr, filling<File>([](auto& info) { return info.parse(file_object); })},
     {"loading instances", 0, nullptr, doing([] { return platform::Instance_Manager::instance()->load(INI); })},
