@@ -388,8 +388,8 @@ void reap_all(int) {
   errno = saved_errno;
 }
 
-bool become(gid_t id, const std::vector<gid_t>& groups) {
-  return ::setgroups(groups.size(), groups.data()) == 0 && ::setgid(id) == 0 && ::setuid(id) == 0;
+auto becoming(gid_t id, const std::vector<gid_t>& groups) {
+  return [=] { return ::setgroups(groups.size(), groups.data()) == 0 && ::setgid(id) == 0 && ::setuid(id) == 0; };
 }
 
 TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
@@ -409,12 +409,12 @@ TEST_F(ProcessTest, unusual_callers_get_a_right_answer_in_time) {
        },
        0, 1},
       {"has no standard streams", [] { return ::close(0) + ::close(1) + ::close(2) == 0; }, 0, 1},
-      {"is the user already", [] { return become(NOBODY, {NOBODY}); }, 0, 1, "nobody"},
-      {"is the user with other groups", [] { return become(NOBODY, {1, 2}); }, 0, 1, "nobody"},
+      {"is the user already", becoming(NOBODY, {NOBODY}), 0, 1, "nobody"},
+      {"is the user with other groups", becoming(NOBODY, {1, 2}), 0, 1, "nobody"},
       {"cannot wait for output", [] { return test::let_call_fail(SYS_poll, ENOMEM); }, -1, 0},
       {"cannot read output", [] { return test::let_call_fail(SYS_read, EIO, 2, 256 * 1024); }, -1, 0},
       {"is told of groups that are not set", [] { return test::let_call_fail(SYS_setgroups, 0); }, -1, 0, "nobody"},
-      {"may not become the user", [] { return become(1, {1}); }, -1, 0, "nobody"},
+      {"may not become the user", becoming(1, {1}), -1, 0, "nobody"},
   };
   for (const auto& c : cases) {
     if (c.user != nullptr && !sandbox::second_user_available()) continue;
