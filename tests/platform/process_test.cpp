@@ -28,7 +28,7 @@ class Line_Keeper : public platform::Text_Process_Handler {
 
   std::vector<std::string> lines;
   std::size_t segment_bytes = 0;
-  std::string order;                      // "c" for standard output's close, "e" for a line of standard error
+  std::string order;                      // "o", "e" for a close of standard output, error; "l" for a line of error
   std::function<void()> thrower = [] {};  // called by every callback
 
  protected:
@@ -42,11 +42,12 @@ class Line_Keeper : public platform::Text_Process_Handler {
     thrower();
   }
   void handle_stdout_close() override {
-    order += 'c';
+    order += 'o';
     thrower();
   }
+  void handle_stderr_close() override { order += 'e'; }
   void handle_stderr_line(const char* line, std::size_t length) override {
-    order += 'e';
+    order += 'l';
     Text_Process_Handler::handle_stderr_line(line, length);
   }
 };
@@ -97,7 +98,7 @@ TEST_F(ProcessTest, every_line_arrives_as_it_was_written_though_the_callbacks_re
     EXPECT_EQ(run_script(keeper, "printf 'a\\000b\\r\\n\\nla'; sleep 0.05; printf st"), 0);
 
     EXPECT_EQ(keeper.lines, (std::vector<std::string>{std::string("a\0b\r", 4), "", "last"}));
-    EXPECT_EQ(keeper.order, "c");
+    EXPECT_EQ(keeper.order, "oe");
     EXPECT_EQ(log.take_debug(), std::vector<std::string>(told.empty() ? 0 : 6, told));
   }
 }
@@ -144,9 +145,9 @@ TEST_F(ProcessTest, both_streams_flow_at_once_and_stay_apart) {
 }
 
 TEST_F(ProcessTest, a_stream_is_captured_if_asked_for_and_closed_by_itself) {
-  const std::tuple<unsigned, std::string, std::string> cases[] = {{ACE_Process_Ex::REDIRECT_STDOUT, "out", "c"},
-                                                                  {ACE_Process_Ex::REDIRECT_STDERR, "err\n", "e"},
-                                                                  {BOTH, "outerr\n", "ce"},
+  const std::tuple<unsigned, std::string, std::string> cases[] = {{ACE_Process_Ex::REDIRECT_STDOUT, "out", "o"},
+                                                                  {ACE_Process_Ex::REDIRECT_STDERR, "err\n", "le"},
+                                                                  {BOTH, "outerr\n", "ole"},
                                                                   {0, "", ""}};
   for (const auto& [flags, captured, order] : cases) {
     Process_Options options;
