@@ -36,7 +36,6 @@ bool Directory_Reader::read(Directory_Entry& entry) try {
   if (next == nullptr) return false;
 
   entry.name = next->d_name;
-  entry.reparse_types = 0;
   if (::fstatat(::dirfd(stream_.get()), next->d_name, &entry.stat, AT_SYMLINK_NOFOLLOW) != 0) entry.stat = {};
   return true;
 } catch (const std::bad_alloc&) {

@@ -67,7 +67,7 @@ class Sigpipe_Block {
 
   sigset_t pipe_;
   sigset_t previous_;
-  bool was_pending_;
+  bool was_pending_ = false;
 };
 
 struct Curl_Deleter {
