@@ -13,7 +13,7 @@
 #include "hana/common/server_port_manager.h"
 #include "hana/common/system_control.h"
 #include "platform/files/directory.h"
-#include "platform/process/service_lister.h"
+#include "platform/process/process_search.h"
 
 namespace tools {
 namespace {
@@ -23,7 +23,7 @@ using sap_hana::Server_Port_Manager;
 
 std::list<platform::Service_Info> list_start_services() {
   std::list<platform::Service_Info> services;
-  platform::Service_Lister().list_service("/HDB[0-9][0-9]/exe/sapstartsrv", services, false, "C");
+  platform::find_processes("/HDB[0-9][0-9]/exe/sapstartsrv", services);
   return services;
 }
 
